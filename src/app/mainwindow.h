@@ -1,0 +1,112 @@
+#pragma once
+
+#include <QByteArray>
+#include <QCameraDevice>
+#include <QMainWindow>
+#include <QMediaCaptureSession>
+#include <QMediaDevices>
+#include <QString>
+#include <QTimer>
+
+#include <memory>
+
+class QCamera;
+class QCheckBox;
+class QComboBox;
+class QLabel;
+class QLayout;
+class QMediaRecorder;
+class QPushButton;
+class QSlider;
+class QVBoxLayout;
+class QVideoFrame;
+class NativeCameraControls;
+class VideoPreviewWidget;
+
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    explicit MainWindow(QWidget *parent = nullptr);
+    ~MainWindow() override;
+
+private slots:
+    void refreshDevices();
+    void selectCamera(int index);
+    void selectFormat(int index);
+    void toggleCamera();
+    void updateCameraState();
+    void showCameraError();
+    void takeSnapshot();
+    void toggleRecording();
+    void updateRecorderState();
+    void showRecorderError();
+    void handleDeviceChange();
+    void exportDiagnostics();
+
+private:
+    friend class MainWindowTestAccess;
+
+    // app/
+    void buildUi();
+
+    // session/
+    void requestCameraPermission();
+    void prepareDevice(const QCameraDevice &device);
+    void startCamera(const QCameraDevice &device, quint64 generation, bool useCompatibleFormat);
+    void stopCamera();
+    void handleVideoFrame(const QVideoFrame &frame);
+    void populateFormats(const QCameraDevice &device);
+    void armNoFrameWatchdog(quint64 generation);
+    void recoverFromMissingFrames(quint64 generation);
+    void setConnectionBadge(const QString &text, const QString &state);
+    static void clearLayout(QLayout *layout);
+
+    // controls/
+    void rebuildHardwareControls();
+    void refreshExposureAndZoom();
+    void applyExposureCompensation(int sliderValue);
+    void applyZoom(int sliderValue);
+    void saveControlPreset();
+    void applyControlPreset();
+    void restoreInitialControls();
+
+    // capture/
+    void openPicturesFolder();
+    void openVideosFolder();
+    void updateRecordingDuration(qint64 durationMs);
+
+    QMediaDevices mediaDevices;
+    QTimer deviceChangeTimer;
+    QMediaCaptureSession captureSession;
+    std::unique_ptr<QCamera> camera;
+    std::unique_ptr<NativeCameraControls> nativeControls;
+    std::unique_ptr<QMediaRecorder> recorder;
+    VideoPreviewWidget *preview = nullptr;
+    QComboBox *deviceCombo = nullptr;
+    QComboBox *formatCombo = nullptr;
+    QPushButton *primaryButton = nullptr;
+    QPushButton *snapshotButton = nullptr;
+    QPushButton *recordButton = nullptr;
+    QLabel *statusCard = nullptr;
+    QLabel *connectionBadge = nullptr;
+    QCheckBox *mirrorCheckBox = nullptr;
+    QCheckBox *flipCheckBox = nullptr;
+    QComboBox *rotationCombo = nullptr;
+    QSlider *exposureCompSlider = nullptr;
+    QLabel *exposureCompValueLabel = nullptr;
+    QSlider *zoomSlider = nullptr;
+    QLabel *zoomValueLabel = nullptr;
+    QVBoxLayout *colorExposureLayout = nullptr;
+    QVBoxLayout *lensControlsLayout = nullptr;
+    QWidget *presetButtonsRow = nullptr;
+    QLabel *recordingStatus = nullptr;
+    QString currentDeviceName;
+    QByteArray currentDeviceId;
+    QByteArray lastDeviceId;
+    bool frameReceived = false;
+    bool previewRequested = true;
+    qint32 noFrameRetries = 0;
+    quint64 sessionGeneration = 0;
+};

@@ -1,0 +1,369 @@
+#include "app/mainwindow.h"
+
+#include "app/buildinfo.h"
+#include "app/language.h"
+#include "app/settingskeys.h"
+#include "controls/nativecameracontrols.h"
+#include "preview/videopreviewwidget.h"
+#include "preview/windowmodes.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFrame>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QMediaRecorder>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QSettings>
+#include <QShortcut>
+#include <QSlider>
+#include <QStatusBar>
+#include <QTabWidget>
+#include <QVBoxLayout>
+#include <QVideoSink>
+
+namespace {
+
+// A scrolling page of "parameterTabs": transparent, never scrolls sideways.
+QVBoxLayout *addScrollPage(QTabWidget *tabs, QScrollArea *scrollArea, const QString &title)
+{
+    scrollArea->setWidgetResizable(true);
+    scrollArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    scrollArea->setFrameShape(QFrame::NoFrame);
+
+    auto *content = new QWidget(scrollArea);
+    content->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    auto *layout = new QVBoxLayout(content);
+    layout->setContentsMargins(0, 0, 4, 0);
+    scrollArea->setWidget(content);
+    tabs->addTab(scrollArea, title);
+    return layout;
+}
+
+// Title, stretch and value label in one row, the slider below it.
+void addSliderRow(QGroupBox *group, QVBoxLayout *groupLayout, const QString &title,
+                  QSlider *&slider, QLabel *&valueLabel)
+{
+    auto *row = new QHBoxLayout;
+    row->addWidget(new QLabel(title, group));
+    row->addStretch();
+    valueLabel = new QLabel(QStringLiteral("--"), group);
+    row->addWidget(valueLabel);
+    groupLayout->addLayout(row);
+
+    slider = new QSlider(Qt::Horizontal, group);
+    slider->setAccessibleName(title);
+    groupLayout->addWidget(slider);
+}
+
+QPushButton *createButton(const QString &text, QWidget *parent,
+                          const QString &toolTip = QString())
+{
+    auto *button = new QPushButton(text, parent);
+    if (!toolTip.isEmpty())
+        button->setToolTip(toolTip);
+    return button;
+}
+
+void writeSetting(const QString &key, const QVariant &value)
+{
+    QSettings settings;
+    settings.setValue(key, value);
+}
+
+} // namespace
+
+void MainWindow::buildUi()
+{
+    const QString shortBuildId = BuildInfo::buildId().left(7);
+    setWindowTitle(tr("Tarvelo v%1 (%2)").arg(BuildInfo::version(), shortBuildId));
+    resize(1180, 720);
+
+    auto *versionLabel =
+            new QLabel(tr("版本 v%1 · %2").arg(BuildInfo::version(), shortBuildId), this);
+    statusBar()->addPermanentWidget(versionLabel);
+
+    // Widgets are created in keyboard focus order, which differs from the layout order in places.
+    auto *root = new QWidget(this);
+    root->setObjectName(QStringLiteral("appRoot"));
+    auto *rootLayout = new QVBoxLayout(root);
+    rootLayout->setContentsMargins(18, 14, 18, 16);
+    rootLayout->setSpacing(14);
+
+    // Header
+    auto *headerBar = new QFrame(root);
+    headerBar->setObjectName(QStringLiteral("headerBar"));
+    auto *headerLayout = new QHBoxLayout(headerBar);
+    headerLayout->setContentsMargins(18, 12, 18, 12);
+
+    auto *titleBlock = new QVBoxLayout;
+    titleBlock->setSpacing(2);
+    auto *appTitle = new QLabel(QStringLiteral("Tarvelo"), headerBar);
+    appTitle->setObjectName(QStringLiteral("appTitle"));
+    auto *appSubtitle = new QLabel(tr("专业 USB 摄像头预览与参数控制"), headerBar);
+    appSubtitle->setObjectName(QStringLiteral("appSubtitle"));
+    titleBlock->addWidget(appTitle);
+    titleBlock->addWidget(appSubtitle);
+    headerLayout->addLayout(titleBlock);
+    headerLayout->addStretch();
+
+    auto *languageCombo = new QComboBox(headerBar);
+    languageCombo->setToolTip(tr("选择界面语言（重启后生效）"));
+    languageCombo->setAccessibleName(languageCombo->toolTip());
+    languageCombo->setMaximumWidth(140);
+    Language::fillSelector(languageCombo);
+    headerLayout->addWidget(languageCombo);
+
+    connectionBadge = new QLabel(tr("●  正在连接"), headerBar);
+    connectionBadge->setObjectName(QStringLiteral("connectionBadge"));
+    connectionBadge->setProperty("state", QStringLiteral("waiting"));
+    headerLayout->addWidget(connectionBadge);
+    rootLayout->addWidget(headerBar);
+
+    // Body: preview column and side panel
+    auto *bodyLayout = new QHBoxLayout;
+    bodyLayout->setSpacing(14);
+    rootLayout->addLayout(bodyLayout, 1);
+
+    preview = new VideoPreviewWidget(root);
+    auto *fullscreenButton = createButton(tr("全屏预览"), root);
+    auto *panelToggleButton = createButton(tr("收起面板"), root);
+
+    auto *previewColumn = new QVBoxLayout;
+    auto *toolRow = new QHBoxLayout;
+    toolRow->addStretch();
+    toolRow->addWidget(fullscreenButton);
+    toolRow->addWidget(panelToggleButton);
+    previewColumn->addLayout(toolRow);
+    previewColumn->addWidget(preview, 1);
+    bodyLayout->addLayout(previewColumn, 1);
+
+    connect(preview->videoSink(), &QVideoSink::videoFrameChanged, this,
+            &MainWindow::handleVideoFrame);
+
+    auto *sidePanel = new QFrame(root);
+    sidePanel->setObjectName(QStringLiteral("sidePanel"));
+    sidePanel->setMinimumWidth(320);
+    sidePanel->setMaximumWidth(390);
+    auto *sideLayout = new QVBoxLayout(sidePanel);
+    sideLayout->setContentsMargins(0, 0, 0, 0);
+    sideLayout->setSpacing(10);
+
+    // Camera group
+    auto *cameraGroup = new QGroupBox(tr("摄像头"), sidePanel);
+    auto *cameraLayout = new QGridLayout(cameraGroup);
+    cameraLayout->setColumnStretch(1, 1);
+    const QString deviceLabelText = tr("设备");
+    const QString formatLabelText = tr("画质");
+    cameraLayout->addWidget(new QLabel(deviceLabelText, cameraGroup), 0, 0);
+    deviceCombo = new QComboBox(cameraGroup);
+    deviceCombo->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    deviceCombo->setAccessibleName(deviceLabelText);
+    cameraLayout->addWidget(deviceCombo, 0, 1);
+    cameraLayout->addWidget(new QLabel(formatLabelText, cameraGroup), 1, 0);
+    formatCombo = new QComboBox(cameraGroup);
+    formatCombo->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    formatCombo->setToolTip(tr("分辨率与帧率"));
+    formatCombo->setAccessibleName(formatLabelText);
+    cameraLayout->addWidget(formatCombo, 1, 1);
+    primaryButton = createButton(tr("启动预览"), cameraGroup);
+    primaryButton->setObjectName(QStringLiteral("primaryButton"));
+    auto *refreshButton = createButton(tr("刷新设备"), cameraGroup);
+    auto *cameraButtons = new QHBoxLayout;
+    cameraButtons->addWidget(refreshButton);
+    cameraButtons->addWidget(primaryButton);
+    cameraLayout->addLayout(cameraButtons, 2, 0, 1, 2);
+    sideLayout->addWidget(cameraGroup);
+
+    auto *exitFullscreenShortcut = new QShortcut(QKeySequence(Qt::Key_Escape), this);
+    exitFullscreenShortcut->setContext(Qt::WindowShortcut);
+    connect(panelToggleButton, &QPushButton::clicked, this,
+            [sidePanel, panelToggleButton] { toggleSidePanel(sidePanel, panelToggleButton); });
+    const auto fullScreenToggle = [this, headerBar, sidePanel, panelToggleButton,
+                                   fullscreenButton] {
+        toggleFullScreen(this, headerBar, sidePanel, panelToggleButton, fullscreenButton);
+    };
+    connect(fullscreenButton, &QPushButton::clicked, this, fullScreenToggle);
+    connect(exitFullscreenShortcut, &QShortcut::activated, this, [this, fullScreenToggle] {
+        if (isFullScreen())
+            fullScreenToggle();
+    });
+
+    // Control tabs: the pages are filled first and added once everything exists.
+    auto *controlTabs = new QTabWidget(sidePanel);
+    controlTabs->setObjectName(QStringLiteral("controlTabs"));
+    auto *parametersPage = new QWidget(controlTabs);
+    auto *parametersLayout = new QVBoxLayout(parametersPage);
+    parametersLayout->setContentsMargins(0, 8, 0, 0);
+    auto *parameterTabs = new QTabWidget(parametersPage);
+    parameterTabs->setObjectName(QStringLiteral("parameterTabs"));
+    parametersLayout->addWidget(parameterTabs, 1);
+    auto *exposureScroll = new QScrollArea(parameterTabs);
+    auto *focusScroll = new QScrollArea(parameterTabs);
+
+    // Capture page
+    auto *capturePage = new QWidget(controlTabs);
+    auto *captureLayout = new QVBoxLayout(capturePage);
+    captureLayout->setContentsMargins(0, 8, 0, 0);
+
+    auto *captureGroup = new QGroupBox(tr("截图与录像"), capturePage);
+    auto *captureGroupLayout = new QVBoxLayout(captureGroup);
+    snapshotButton = createButton(tr("截图"), captureGroup);
+    recordButton = createButton(tr("开始录像"), captureGroup);
+    recordButton->setObjectName(QStringLiteral("recordButton"));
+    auto *captureButtons = new QHBoxLayout;
+    captureButtons->addWidget(snapshotButton);
+    captureButtons->addWidget(recordButton);
+    captureGroupLayout->addLayout(captureButtons);
+    recordingStatus = new QLabel(tr("未在录像"), captureGroup);
+    recordingStatus->setObjectName(QStringLiteral("recordingStatus"));
+    captureGroupLayout->addWidget(recordingStatus);
+    connect(recorder.get(), &QMediaRecorder::durationChanged, this,
+            &MainWindow::updateRecordingDuration);
+    auto *picturesFolderButton = createButton(tr("图片文件夹"), captureGroup);
+    auto *videosFolderButton = createButton(tr("视频文件夹"), captureGroup);
+    auto *folderButtons = new QHBoxLayout;
+    folderButtons->addWidget(picturesFolderButton);
+    folderButtons->addWidget(videosFolderButton);
+    captureGroupLayout->addLayout(folderButtons);
+    auto *diagnosticsButton = createButton(tr("导出诊断信息"), captureGroup,
+                                           tr("保存软件、系统和摄像头状态，便于排查问题"));
+    captureGroupLayout->addWidget(diagnosticsButton);
+    captureLayout->addWidget(captureGroup);
+
+    auto *orientationGroup = new QGroupBox(tr("画面方向"), capturePage);
+    auto *orientationLayout = new QVBoxLayout(orientationGroup);
+    mirrorCheckBox = new QCheckBox(tr("左右镜像"), orientationGroup);
+    flipCheckBox = new QCheckBox(tr("上下翻转"), orientationGroup);
+    const QString rotationLabelText = tr("画面旋转");
+    auto *rotationLabel = new QLabel(rotationLabelText, orientationGroup);
+    rotationCombo = new QComboBox(orientationGroup);
+    rotationCombo->setAccessibleName(rotationLabelText);
+    rotationCombo->addItem(tr("不旋转"), 0);
+    rotationCombo->addItem(tr("顺时针 90°"), 90);
+    rotationCombo->addItem(tr("旋转 180°"), 180);
+    rotationCombo->addItem(tr("顺时针 270°"), 270);
+    orientationLayout->addWidget(mirrorCheckBox);
+    orientationLayout->addWidget(flipCheckBox);
+    orientationLayout->addWidget(rotationLabel);
+    orientationLayout->addWidget(rotationCombo);
+    captureLayout->addWidget(orientationGroup);
+    captureLayout->addStretch();
+
+    // Exposure & colour page
+    QVBoxLayout *exposurePage = addScrollPage(parameterTabs, exposureScroll, tr("曝光与色彩"));
+    exposurePage->setSpacing(8);
+    const QString exposureCompTitle = tr("曝光补偿");
+    auto *exposureCompGroup = new QGroupBox(exposureCompTitle, exposureScroll->widget());
+    auto *exposureCompLayout = new QVBoxLayout(exposureCompGroup);
+    addSliderRow(exposureCompGroup, exposureCompLayout, exposureCompTitle, exposureCompSlider,
+                 exposureCompValueLabel);
+    exposurePage->addWidget(exposureCompGroup);
+
+    auto *colorExposureGroup = new QGroupBox(tr("色彩与曝光"), exposureScroll->widget());
+    colorExposureLayout = new QVBoxLayout(colorExposureGroup);
+    colorExposureLayout->addWidget(new QLabel(tr("选择摄像头后读取硬件参数"), colorExposureGroup));
+    colorExposureGroup->setVisible(nativeControls != nullptr);
+    exposurePage->addWidget(colorExposureGroup);
+    exposurePage->addStretch();
+
+    // Focus & zoom page
+    QVBoxLayout *focusPage = addScrollPage(parameterTabs, focusScroll, tr("对焦与变焦"));
+    const QString zoomTitle = tr("变焦");
+    auto *zoomGroup = new QGroupBox(zoomTitle, focusScroll->widget());
+    auto *zoomLayout = new QVBoxLayout(zoomGroup);
+    zoomValueLabel = new QLabel(QStringLiteral("--"), zoomGroup);
+    zoomSlider = new QSlider(Qt::Horizontal, zoomGroup);
+    zoomSlider->setAccessibleName(zoomTitle);
+    zoomLayout->addWidget(zoomValueLabel);
+    zoomLayout->addWidget(zoomSlider);
+    focusPage->addWidget(zoomGroup);
+
+    auto *lensControlsGroup = new QGroupBox(tr("镜头控制"), focusScroll->widget());
+    lensControlsLayout = new QVBoxLayout(lensControlsGroup);
+    focusPage->addWidget(lensControlsGroup);
+    focusPage->addStretch();
+
+    // Preset buttons
+    presetButtonsRow = new QWidget(parametersPage);
+    auto *presetLayout = new QGridLayout(presetButtonsRow);
+    presetLayout->setContentsMargins(0, 4, 0, 0);
+    auto *saveControlsButton = createButton(tr("保存参数"), presetButtonsRow,
+                                            tr("保存当前摄像头的参数"));
+    auto *applyControlsButton = createButton(tr("应用参数"), presetButtonsRow,
+                                             tr("应用之前保存的参数"));
+    auto *restoreControlsButton =
+            createButton(tr("恢复初始设置"), presetButtonsRow,
+                         tr("恢复本次打开摄像头时的参数和自动模式"));
+    presetLayout->addWidget(saveControlsButton, 0, 0);
+    presetLayout->addWidget(applyControlsButton, 0, 1);
+    presetLayout->addWidget(restoreControlsButton, 1, 0, 1, 2);
+    parametersLayout->addWidget(presetButtonsRow);
+    presetButtonsRow->setEnabled(false);
+    connect(saveControlsButton, &QPushButton::clicked, this, &MainWindow::saveControlPreset);
+    connect(applyControlsButton, &QPushButton::clicked, this, &MainWindow::applyControlPreset);
+    connect(restoreControlsButton, &QPushButton::clicked, this,
+            &MainWindow::restoreInitialControls);
+
+    controlTabs->addTab(parametersPage, tr("参数设置"));
+    controlTabs->addTab(capturePage, tr("拍摄与画面"));
+    sideLayout->addWidget(controlTabs, 1);
+
+    statusCard = new QLabel(tr("正在查找摄像头…"), sidePanel);
+    statusCard->setObjectName(QStringLiteral("statusCard"));
+    statusCard->setWordWrap(true);
+    sideLayout->addWidget(statusCard);
+
+    bodyLayout->addWidget(sidePanel);
+    setCentralWidget(root);
+
+    connect(refreshButton, &QPushButton::clicked, this, &MainWindow::refreshDevices);
+    connect(deviceCombo, &QComboBox::currentIndexChanged, this, &MainWindow::selectCamera);
+    connect(formatCombo, &QComboBox::currentIndexChanged, this, &MainWindow::selectFormat);
+    connect(primaryButton, &QPushButton::clicked, this, &MainWindow::toggleCamera);
+    connect(snapshotButton, &QPushButton::clicked, this, &MainWindow::takeSnapshot);
+    connect(recordButton, &QPushButton::clicked, this, &MainWindow::toggleRecording);
+    connect(picturesFolderButton, &QPushButton::clicked, this, &MainWindow::openPicturesFolder);
+    connect(videosFolderButton, &QPushButton::clicked, this, &MainWindow::openVideosFolder);
+    connect(diagnosticsButton, &QPushButton::clicked, this, &MainWindow::exportDiagnostics);
+    connect(languageCombo, &QComboBox::currentIndexChanged, this, [this, languageCombo](int index) {
+        Language::selectLanguage(this, languageCombo, index);
+    });
+    connect(mirrorCheckBox, &QCheckBox::toggled, this, [this](bool checked) {
+        preview->setMirrored(checked);
+        writeSetting(SettingsKeys::mirrored(), checked);
+    });
+    connect(flipCheckBox, &QCheckBox::toggled, this, [this](bool checked) {
+        preview->setFlippedVertically(checked);
+        writeSetting(SettingsKeys::flippedVertically(), checked);
+    });
+    connect(rotationCombo, &QComboBox::currentIndexChanged, this, [this](int index) {
+        const int degrees = rotationCombo->itemData(index).toInt();
+        preview->setRotation(degrees);
+        writeSetting(SettingsKeys::rotation(), degrees);
+    });
+    connect(recorder.get(), &QMediaRecorder::recorderStateChanged, this,
+            &MainWindow::updateRecorderState);
+    connect(recorder.get(), &QMediaRecorder::errorOccurred, this, &MainWindow::showRecorderError);
+    connect(controlTabs, &QTabWidget::currentChanged, this,
+            [](int index) { writeSetting(SettingsKeys::lastControlTab(), index); });
+
+    {
+        QSettings settings;
+        mirrorCheckBox->setChecked(readFlag(settings, SettingsKeys::mirrored()));
+        flipCheckBox->setChecked(readFlag(settings, SettingsKeys::flippedVertically()));
+        const int rotation = settings.value(SettingsKeys::rotation(), 0).toInt();
+        const int rotationIndex = rotationCombo->findData(rotation, Qt::UserRole, Qt::MatchExactly);
+        rotationCombo->setCurrentIndex(rotationIndex >= 0 ? rotationIndex : 0);
+        const int tab = settings.value(SettingsKeys::lastControlTab(), 0).toInt();
+        if (tab >= 0 && tab < controlTabs->count())
+            controlTabs->setCurrentIndex(tab);
+    }
+
+    connect(exposureCompSlider, &QSlider::valueChanged, this,
+            &MainWindow::applyExposureCompensation);
+    connect(zoomSlider, &QSlider::valueChanged, this, &MainWindow::applyZoom);
+}

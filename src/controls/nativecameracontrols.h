@@ -1,0 +1,71 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+
+#include <memory>
+
+// The twelve hardware controls. The values are the keys of stored presets, so they never change.
+enum ControlId : int {
+    Brightness = 0,
+    Contrast = 1,
+    Hue = 2,
+    Saturation = 3,
+    Sharpness = 4,
+    Gamma = 5,
+    WhiteBalance = 6,
+    BacklightCompensation = 7,
+    Gain = 8,
+    Zoom = 9,
+    Exposure = 10,
+    Focus = 11,
+};
+
+enum class ControlInterface : int { VideoProcAmp = 0, CameraControl = 1 };
+
+struct ControlDescriptor
+{
+    int id;
+    const char *name; // UTF-8, the untranslated stored name
+    ControlInterface interface;
+    int property; // DirectShow property number
+};
+
+inline constexpr int controlCount = 12;
+extern const ControlDescriptor controlDescriptors[controlCount];
+
+// Returns the descriptor for id, or nullptr when id is not one of the twelve controls.
+const ControlDescriptor *findControlDescriptor(int id);
+
+struct NativeControl
+{
+    int id = 0;
+    QString name;
+    qint32 minimum = 0;
+    qint32 maximum = 0;
+    qint32 step = 1;
+    qint32 initialValue = 0;
+    qint32 value = 0;
+    bool supportsAutomatic = false;
+    bool automatic = false;
+    bool initialAutomatic = false;
+};
+
+// The camera's hardware image controls, reached below Qt Multimedia through the platform's own
+// camera stack. All calls are synchronous and made on the GUI thread.
+class NativeCameraControls
+{
+public:
+    virtual ~NativeCameraControls() = default;
+
+    // Binds the device whose name equals description (case-insensitive) and reads its controls.
+    // Whatever was open before is closed, whatever the outcome.
+    virtual bool open(const QString &description) = 0;
+    virtual QList<NativeControl> controls() const = 0;
+    virtual bool setValue(int id, int value) = 0;
+    virtual bool setAutomatic(int id, bool automatic) = 0;
+    virtual QString lastError() const = 0;
+};
+
+// The platform's backend: DirectShow on Windows, V4L2 on Linux, null elsewhere.
+std::unique_ptr<NativeCameraControls> createNativeCameraControls();

@@ -1,0 +1,6 @@
+#include "nativecameracontrols.h"
+
+std::unique_ptr<NativeCameraControls> createNativeCameraControls()
+{
+    return nullptr;
+}

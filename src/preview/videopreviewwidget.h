@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QImage>
+#include <QVideoFrame>
+#include <QWidget>
+
+class QGraphicsScene;
+class QGraphicsVideoItem;
+class QGraphicsView;
+class QVideoSink;
+
+// Shows the live picture, keeps the latest frame and applies the user's mirror, flip and rotation.
+class VideoPreviewWidget : public QWidget
+{
+    Q_OBJECT
+
+public:
+    explicit VideoPreviewWidget(QWidget *parent = nullptr);
+    ~VideoPreviewWidget() override;
+
+    QVideoSink *videoSink() const;
+    void clearFrame();
+    // The latest frame with the orientation applied; null when there is no usable frame.
+    QImage currentFrameImage() const;
+
+    void setMirrored(bool mirrored);
+    void setFlippedVertically(bool flipped);
+    void setRotation(int degrees);
+
+protected:
+    void resizeEvent(QResizeEvent *event) override;
+
+private:
+    friend class VideoPreviewWidgetTestAccess;
+
+    void fitToView();
+    void applyOrientation();
+    void handleFrame(const QVideoFrame &frame);
+
+    QGraphicsScene *scene = nullptr;
+    QGraphicsView *view = nullptr;
+    QGraphicsVideoItem *videoItem = nullptr;
+    QVideoFrame latestFrame;
+    bool mirrored = false;
+    bool flippedVertically = false;
+    int rotation = 0;
+};

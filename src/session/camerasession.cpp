@@ -1,0 +1,133 @@
+#include "app/mainwindow.h"
+
+#include "controls/nativecameracontrols.h"
+#include "preview/videopreviewwidget.h"
+#include "session/formats.h"
+
+#include <QCamera>
+#include <QComboBox>
+#include <QLabel>
+#include <QMediaRecorder>
+#include <QPushButton>
+#include <QTimer>
+#include <QVideoFrame>
+
+void MainWindow::prepareDevice(const QCameraDevice &device)
+{
+    const quint64 generation = ++sessionGeneration;
+    stopCamera();
+    currentDeviceName = device.description();
+    currentDeviceId = device.id();
+    noFrameRetries = 0;
+    setConnectionBadge(tr("●  正在启动"), QStringLiteral("waiting"));
+    statusCard->setText(tr("正在准备：%1").arg(device.description()));
+
+    QTimer::singleShot(500, this, [this, device, generation] {
+        startCamera(device, generation, false);
+    });
+}
+
+void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
+                             bool useCompatibleFormat)
+{
+    if (generation != sessionGeneration)
+        return;
+
+    camera = std::make_unique<QCamera>(device);
+    // The sink goes in before the camera: the other way round Qt 6.4 sometimes never
+    // delivers a frame.
+    captureSession.setVideoSink(preview->videoSink());
+    captureSession.setCamera(camera.get());
+    connect(camera.get(), &QCamera::activeChanged, this, &MainWindow::updateCameraState);
+    connect(camera.get(), &QCamera::errorOccurred, this, &MainWindow::showCameraError);
+
+    populateFormats(device);
+
+    if (useCompatibleFormat) {
+        const QCameraFormat compatible = chooseCompatibleFormat(device.videoFormats());
+        if (!compatible.isNull()) {
+            camera->setCameraFormat(compatible);
+            const int index = formatCombo->findData(QVariant::fromValue(compatible), Qt::UserRole,
+                                                    Qt::MatchExactly);
+            if (index >= 0)
+                formatCombo->setCurrentIndex(index);
+        }
+    }
+
+    if (nativeControls) {
+        nativeControls->open(device.description());
+        rebuildHardwareControls();
+    }
+    refreshExposureAndZoom();
+
+    formatCombo->setEnabled(true);
+    snapshotButton->setEnabled(true);
+    recordButton->setEnabled(true);
+    frameReceived = false;
+    setConnectionBadge(tr("●  正在启动"), QStringLiteral("waiting"));
+    statusCard->setText(useCompatibleFormat ? tr("正在使用兼容格式重试：%1").arg(device.description())
+                                            : tr("正在启动：%1").arg(device.description()));
+
+    if (previewRequested)
+        camera->start();
+
+    armNoFrameWatchdog(generation);
+}
+
+void MainWindow::stopCamera()
+{
+    if (camera) {
+        disconnect(camera.get(), nullptr, this, nullptr);
+        camera->stop();
+    }
+    captureSession.setCamera(nullptr);
+    captureSession.setVideoSink(nullptr);
+    camera.reset();
+    frameReceived = false;
+    if (preview)
+        preview->clearFrame();
+}
+
+void MainWindow::toggleCamera()
+{
+    if (!camera)
+        return;
+    const bool active = camera->isActive();
+    if (active && recorder->recorderState() == QMediaRecorder::RecordingState)
+        recorder->stop();
+    previewRequested = !active;
+    if (active)
+        camera->stop();
+    else
+        camera->start();
+}
+
+void MainWindow::updateCameraState()
+{
+    if (!camera)
+        return;
+    const bool active = camera->isActive();
+    primaryButton->setText(active ? tr("停止预览") : tr("启动预览"));
+    if (!active)
+        setConnectionBadge(tr("●  已停止"), QStringLiteral("waiting"));
+    else if (!frameReceived)
+        setConnectionBadge(tr("●  等待画面"), QStringLiteral("waiting"));
+    statusCard->setText(active ? tr("摄像头正在运行") : tr("摄像头已停止"));
+}
+
+void MainWindow::showCameraError()
+{
+    if (!camera || camera->error() == QCamera::NoError)
+        return;
+    setConnectionBadge(tr("●  摄像头错误"), QStringLiteral("error"));
+    statusCard->setText(tr("摄像头错误：%1").arg(camera->errorString()));
+}
+
+void MainWindow::handleVideoFrame(const QVideoFrame &frame)
+{
+    if (frameReceived || !frame.isValid())
+        return;
+    frameReceived = true;
+    setConnectionBadge(tr("●  预览正常"), QStringLiteral("ready"));
+    statusCard->setText(tr("预览正常：%1 × %2").arg(frame.width()).arg(frame.height()));
+}
