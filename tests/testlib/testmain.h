@@ -1,0 +1,21 @@
+#pragma once
+
+#include "testenvironment.h"
+
+#include <QApplication>
+#include <QTest>
+
+// Like QTEST_MAIN, but the isolated environment (and anything `prepare` sets up, such as the
+// virtual cameras) is in place before the application object exists.
+#define TARVELO_TEST_MAIN_WITH(TestClass, prepare)                                                 \
+    int main(int argc, char *argv[])                                                               \
+    {                                                                                              \
+        TestEnvironment environment;                                                               \
+        prepare;                                                                                   \
+        QApplication application(argc, argv);                                                      \
+        TestEnvironment::setApplicationIdentity();                                                 \
+        TestClass test;                                                                            \
+        return QTest::qExec(&test, argc, argv);                                                    \
+    }
+
+#define TARVELO_TEST_MAIN(TestClass) TARVELO_TEST_MAIN_WITH(TestClass, (void)0)
