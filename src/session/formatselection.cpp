@@ -18,7 +18,7 @@ void MainWindow::populateFormats(const QCameraDevice &device)
         formatCombo->addItem(tr("自动（推荐）"), QVariant::fromValue(QCameraFormat()));
 
         QList<QCameraFormat> formats = device.videoFormats();
-        std::sort(formats.begin(), formats.end(), formatPrecedes);
+        std::sort(formats.begin(), formats.end(), formatPrecedes<QCameraFormat>);
         for (const QCameraFormat &format : std::as_const(formats))
             formatCombo->addItem(formatItemText(format), QVariant::fromValue(format));
     }

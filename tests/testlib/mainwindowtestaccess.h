@@ -46,6 +46,7 @@ public:
 
     QCamera *camera() const { return w.camera.get(); }
     NativeCameraControls *nativeControls() const { return w.nativeControls.get(); }
+    QMediaDevices &mediaDevices() const { return w.mediaDevices; }
     QMediaCaptureSession &captureSession() const { return w.captureSession; }
     QTimer &deviceChangeTimer() const { return w.deviceChangeTimer; }
     QString currentDeviceName() const { return w.currentDeviceName; }
