@@ -125,7 +125,14 @@ void MainWindow::showCameraError()
 
 void MainWindow::handleVideoFrame(const QVideoFrame &frame)
 {
-    if (frameReceived || !frame.isValid())
+    if (frameReceived || !frame.isValid() || !camera)
+        return;
+    // Qt shows a preroll frame from a camera that was wired but not started, and frames of the
+    // previous format can still be queued after a format change: neither means a working preview.
+    if (!camera->isActive())
+        return;
+    const QCameraFormat format = camera->cameraFormat();
+    if (!format.isNull() && format.resolution() != frame.size())
         return;
     frameReceived = true;
     setConnectionBadge(tr("●  预览正常"), QStringLiteral("ready"));

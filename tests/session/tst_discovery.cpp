@@ -1,0 +1,188 @@
+#include "mainwindowtestaccess.h"
+#include "preview/videopreviewwidget.h"
+#include "sessionwaits.h"
+#include "testmain.h"
+#include "virtualcamera.h"
+
+#include <QSettings>
+#include <QVideoSink>
+
+using namespace SessionWaits;
+
+namespace {
+QList<VirtualCamera::Camera> cameras()
+{
+    const auto formats = VirtualCamera::standardFormats();
+    return {{QStringLiteral("Cam A"), false, true, formats},
+            {QStringLiteral("Cam B"), false, true, formats},
+            {QStringLiteral("Cam C"), true, true, formats}};
+}
+
+void storeLastId(const QByteArray &id)
+{
+    QSettings settings;
+    settings.setValue(QStringLiteral("device/lastId"), id);
+}
+
+QByteArray storedLastId()
+{
+    QSettings settings;
+    return settings.value(QStringLiteral("device/lastId")).toByteArray();
+}
+} // namespace
+
+class TestDiscovery : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { TestEnvironment::clearSettings(); }
+
+    void choosesCamera_data();
+    void choosesCamera();
+    void quickSwitchStartsOnlyTheLastPick();
+    void stoppedPreviewIsNotRestartedBySwitch();
+    void formatListAndManualChange();
+};
+
+void TestDiscovery::choosesCamera_data()
+{
+    // Qt lists the system default first; the chosen index and what is stored follow from that.
+    QTest::addColumn<int>("storedIndex"); // -1: nothing stored; -2: a camera that is gone
+    QTest::addColumn<int>("expectedIndex");
+
+    QTest::newRow("no stored id: the system default") << -1 << 0;
+    QTest::newRow("stored id of the second") << 1 << 1;
+    QTest::newRow("stored id of the third") << 2 << 2;
+    QTest::newRow("stored id no longer present") << -2 << 0;
+}
+
+void TestDiscovery::choosesCamera()
+{
+    QFETCH(int, storedIndex);
+    QFETCH(int, expectedIndex);
+
+    const QList<QCameraDevice> devices = QMediaDevices::videoInputs();
+    QCOMPARE(devices.size(), 3);
+    QVERIFY(devices.first().isDefault());
+    const QByteArray goneId("no-such-camera");
+    QByteArray stored;
+    if (storedIndex >= 0)
+        stored = devices.at(storedIndex).id();
+    else if (storedIndex == -2)
+        stored = goneId;
+    if (!stored.isEmpty())
+        storeLastId(stored);
+
+    MainWindow window;
+    MainWindowTestAccess access(window);
+
+    // Prepared before the window is first shown; opened 500 ms later.
+    QCOMPARE(access.deviceCombo()->count(), 3);
+    for (int i = 0; i < 3; ++i) {
+        QCOMPARE(access.deviceCombo()->itemText(i), devices.at(i).description());
+        QCOMPARE(access.deviceCombo()->itemData(i).toByteArray(), devices.at(i).id());
+    }
+    const QString expectedName = devices.at(expectedIndex).description();
+    QCOMPARE(access.deviceCombo()->currentIndex(), expectedIndex);
+    QCOMPARE(access.currentDeviceName(), expectedName);
+    QCOMPARE(access.badgeText(), QStringLiteral("●  正在启动"));
+    QCOMPARE(access.status(), QStringLiteral("正在准备：%1").arg(expectedName));
+    QVERIFY(!access.camera());
+    // A camera that is gone is not replaced in the store, and index 0 is never written.
+    QCOMPARE(storedLastId(), stored);
+    QCOMPARE(access.lastDeviceId(), stored);
+
+    QVERIFY2(waitForPreview(access), qPrintable(access.status()));
+    QCOMPARE(access.camera()->cameraDevice().description(), expectedName);
+    QCOMPARE(access.badgeState(), QStringLiteral("ready"));
+    QVERIFY(access.status().startsWith(QStringLiteral("预览正常：")));
+    QCOMPARE(access.primaryButton()->text(), QStringLiteral("停止预览"));
+    QVERIFY(access.formatCombo()->isEnabled());
+    QVERIFY(access.snapshotButton()->isEnabled());
+}
+
+void TestDiscovery::quickSwitchStartsOnlyTheLastPick()
+{
+    MainWindow window;
+    MainWindowTestAccess access(window);
+    QVERIFY(waitForPreview(access));
+
+    QStringList started;
+    connect(&access.captureSession(), &QMediaCaptureSession::cameraChanged, this, [&] {
+        if (QCamera *camera = access.captureSession().camera())
+            started << camera->cameraDevice().description();
+    });
+
+    const QList<QCameraDevice> devices = QMediaDevices::videoInputs();
+    access.deviceCombo()->setCurrentIndex(1);
+    QCOMPARE(storedLastId(), devices.at(1).id());
+    QTest::qWait(200);
+    access.deviceCombo()->setCurrentIndex(2);
+    // Written at once, before the camera has opened.
+    QCOMPARE(storedLastId(), devices.at(2).id());
+
+    QTRY_COMPARE_WITH_TIMEOUT(started.size(), 1, startTimeoutMs);
+    QVERIFY(waitForPreview(access));
+    QTest::qWait(600); // past the moment the first pick would have started
+    QCOMPARE(started, QStringList{devices.at(2).description()});
+    QCOMPARE(access.currentDeviceName(), devices.at(2).description());
+}
+
+void TestDiscovery::stoppedPreviewIsNotRestartedBySwitch()
+{
+    MainWindow window;
+    MainWindowTestAccess access(window);
+    QVERIFY(waitForPreview(access));
+
+    access.primaryButton()->click();
+    QTRY_COMPARE(access.badgeText(), QStringLiteral("●  已停止"));
+    QCOMPARE(access.status(), QStringLiteral("摄像头已停止"));
+    QCOMPARE(access.primaryButton()->text(), QStringLiteral("启动预览"));
+    QVERIFY(!access.previewRequested());
+
+    const QString other = access.deviceCombo()->itemText(1);
+    access.deviceCombo()->setCurrentIndex(1);
+    QTRY_VERIFY(access.camera());
+    QCOMPARE(access.camera()->cameraDevice().description(), other);
+    QCOMPARE(access.status(), QStringLiteral("正在启动：%1").arg(other));
+    // Past the no-frame watchdog: a camera the user stopped is neither started nor retried.
+    QTest::qWait(4200);
+    QVERIFY(!access.camera()->isActive());
+    QCOMPARE(access.badgeText(), QStringLiteral("●  正在启动"));
+    QCOMPARE(access.noFrameRetries(), 0);
+
+    access.primaryButton()->click();
+    QVERIFY(waitForPreview(access));
+    QVERIFY(access.previewRequested());
+}
+
+void TestDiscovery::formatListAndManualChange()
+{
+    MainWindow window;
+    MainWindowTestAccess access(window);
+    QVERIFY(waitForPreview(access));
+
+    QStringList items;
+    for (int i = 0; i < access.formatCombo()->count(); ++i)
+        items << access.formatCombo()->itemText(i);
+    const QStringList expected{
+            "自动（推荐）",          "3840 × 2160   30 fps", "3840 × 2160   30 fps",
+            "1920 × 1080   60 fps", "1920 × 1080   60 fps", "1920 × 1080   30 fps",
+            "1920 × 1080   30 fps", "1280 × 720   60 fps",  "1280 × 720   60 fps",
+            "1280 × 720   30 fps",  "1280 × 720   30 fps",  "640 × 480   60 fps",
+            "640 × 480   60 fps",   "640 × 480   30 fps",   "640 × 480   30 fps"};
+    QCOMPARE(items, expected);
+    QCOMPARE(access.formatCombo()->currentIndex(), 0);
+
+    QSignalSpy frames(access.preview()->videoSink(), &QVideoSink::videoFrameChanged);
+    access.formatCombo()->setCurrentIndex(items.indexOf(QStringLiteral("1280 × 720   30 fps")));
+    QTRY_COMPARE_WITH_TIMEOUT(access.status(), QStringLiteral("预览正常：1280 × 720"), startTimeoutMs);
+    QCOMPARE(access.badgeText(), QStringLiteral("●  预览正常"));
+    QTRY_VERIFY(!frames.isEmpty()
+                && frames.constLast().first().value<QVideoFrame>().size() == QSize(1280, 720));
+    QCOMPARE(access.camera()->cameraFormat().resolution(), QSize(1280, 720));
+}
+
+TARVELO_TEST_MAIN_WITH(TestDiscovery, VirtualCamera::install(cameras()))
+#include "tst_discovery.moc"
