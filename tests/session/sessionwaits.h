@@ -32,4 +32,14 @@ inline QByteArray idOf(const QString &description)
     }
     return {};
 }
+// Consecutive repeats folded into one.
+inline QStringList collapsed(const QStringList &texts)
+{
+    QStringList result;
+    for (const QString &text : texts) {
+        if (result.isEmpty() || result.constLast() != text)
+            result << text;
+    }
+    return result;
+}
 } // namespace SessionWaits
