@@ -13,7 +13,8 @@ MainWindow::MainWindow(QWidget *parent)
     nativeControls = createNativeCameraControls();
 
     recorder = std::make_unique<QMediaRecorder>();
-    captureSession.setRecorder(recorder.get());
+    captureSession.emplace();
+    captureSession->setRecorder(recorder.get());
 
     buildUi();
 

@@ -9,6 +9,7 @@
 #include <QTimer>
 
 #include <memory>
+#include <optional>
 
 class QCamera;
 class QCheckBox;
@@ -56,6 +57,7 @@ private:
     void prepareDevice(const QCameraDevice &device);
     void startCamera(const QCameraDevice &device, quint64 generation, bool useCompatibleFormat);
     void stopCamera();
+    void renewCaptureSession();
     void handleVideoFrame(const QVideoFrame &frame);
     void populateFormats(const QCameraDevice &device);
     void armNoFrameWatchdog(quint64 generation);
@@ -79,7 +81,7 @@ private:
 
     QMediaDevices mediaDevices;
     QTimer deviceChangeTimer;
-    QMediaCaptureSession captureSession;
+    std::optional<QMediaCaptureSession> captureSession; // renewed for every camera, see stopCamera
     std::unique_ptr<QCamera> camera;
     std::unique_ptr<NativeCameraControls> nativeControls;
     std::unique_ptr<QMediaRecorder> recorder;

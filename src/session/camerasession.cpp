@@ -36,8 +36,8 @@ void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
     camera = std::make_unique<QCamera>(device);
     // The sink goes in before the camera: the other way round Qt 6.4 sometimes never
     // delivers a frame.
-    captureSession.setVideoSink(preview->videoSink());
-    captureSession.setCamera(camera.get());
+    captureSession->setVideoSink(preview->videoSink());
+    captureSession->setCamera(camera.get());
     connect(camera.get(), &QCamera::activeChanged, this, &MainWindow::updateCameraState);
     connect(camera.get(), &QCamera::errorOccurred, this, &MainWindow::showCameraError);
 
@@ -76,16 +76,29 @@ void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
 
 void MainWindow::stopCamera()
 {
+    const bool hadCamera = camera != nullptr;
     if (camera) {
         disconnect(camera.get(), nullptr, this, nullptr);
         camera->stop();
     }
-    captureSession.setCamera(nullptr);
-    captureSession.setVideoSink(nullptr);
+    captureSession->setCamera(nullptr);
+    captureSession->setVideoSink(nullptr);
     camera.reset();
+    if (hadCamera)
+        renewCaptureSession();
     frameReceived = false;
     if (preview)
         preview->clearFrame();
+}
+
+// Qt 6.4's GStreamer session stays broken once a camera in it has failed (pulled out while
+// streaming, say): the next camera delivers one frame and stops. A fresh session per camera
+// avoids that; the recorder moves over to it.
+void MainWindow::renewCaptureSession()
+{
+    captureSession.reset();
+    captureSession.emplace();
+    captureSession->setRecorder(recorder.get());
 }
 
 void MainWindow::toggleCamera()

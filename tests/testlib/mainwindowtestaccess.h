@@ -47,7 +47,7 @@ public:
     QCamera *camera() const { return w.camera.get(); }
     NativeCameraControls *nativeControls() const { return w.nativeControls.get(); }
     QMediaDevices &mediaDevices() const { return w.mediaDevices; }
-    QMediaCaptureSession &captureSession() const { return w.captureSession; }
+    QMediaCaptureSession &captureSession() const { return *w.captureSession; }
     QTimer &deviceChangeTimer() const { return w.deviceChangeTimer; }
     QString currentDeviceName() const { return w.currentDeviceName; }
     QByteArray currentDeviceId() const { return w.currentDeviceId; }
