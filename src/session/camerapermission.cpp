@@ -8,6 +8,17 @@
 #include <QPushButton>
 #include <QTimer>
 
+namespace {
+CameraPermission::Checker checkerForTesting = nullptr;
+CameraPermission::Requester requesterForTesting = nullptr;
+} // namespace
+
+void CameraPermission::setPlatformForTesting(Checker checker, Requester requester)
+{
+    checkerForTesting = checker;
+    requesterForTesting = requester;
+}
+
 #if QT_VERSION >= QT_VERSION_CHECK(6, 5, 0)
 #include <QPermissions>
 
@@ -28,11 +39,15 @@ CameraPermission::Status fromQt(Qt::PermissionStatus status)
 
 CameraPermission::Status CameraPermission::check()
 {
+    if (checkerForTesting)
+        return checkerForTesting();
     return fromQt(qApp->checkPermission(QCameraPermission{}));
 }
 
 void CameraPermission::request(QObject *context, std::function<void(Status)> handler)
 {
+    if (requesterForTesting)
+        return requesterForTesting(context, std::move(handler));
     qApp->requestPermission(QCameraPermission{}, context,
                             [handler = std::move(handler)](const QPermission &permission) {
                                 handler(fromQt(permission.status()));
@@ -43,11 +58,15 @@ void CameraPermission::request(QObject *context, std::function<void(Status)> han
 
 CameraPermission::Status CameraPermission::check()
 {
+    if (checkerForTesting)
+        return checkerForTesting();
     return Status::Granted;
 }
 
 void CameraPermission::request(QObject *context, std::function<void(Status)> handler)
 {
+    if (requesterForTesting)
+        return requesterForTesting(context, std::move(handler));
     QTimer::singleShot(0, context, [handler = std::move(handler)] { handler(Status::Granted); });
 }
 

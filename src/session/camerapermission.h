@@ -14,4 +14,9 @@ enum class Status { Undetermined, Granted, Denied };
 Status check();
 // Asks the platform; the handler runs on the context's thread and dies with the context.
 void request(QObject *context, std::function<void(Status)> handler);
+
+// Tests stand in for the platform's answers; null functions give the platform back.
+using Checker = Status (*)();
+using Requester = void (*)(QObject *context, std::function<void(Status)> handler);
+void setPlatformForTesting(Checker checker, Requester requester);
 } // namespace CameraPermission
