@@ -5,6 +5,7 @@
 #include "virtualcamera.h"
 
 #include <QSettings>
+#include <QTimer>
 #include <QVideoSink>
 
 using namespace SessionWaits;
@@ -108,11 +109,16 @@ void TestDiscovery::quickSwitchStartsOnlyTheLastPick()
     MainWindowTestAccess access(window);
     QVERIFY(waitForPreview(access));
 
+    // Every camera object that comes to exist, by watching between events.
     QStringList started;
-    connect(&access.captureSession(), &QMediaCaptureSession::cameraChanged, this, [&] {
-        if (QCamera *camera = access.captureSession().camera())
-            started << camera->cameraDevice().description();
+    QCamera *seen = access.camera();
+    QTimer watch;
+    connect(&watch, &QTimer::timeout, this, [&] {
+        if (access.camera() && access.camera() != seen)
+            started << access.camera()->cameraDevice().description();
+        seen = access.camera();
     });
+    watch.start(5);
 
     const QList<QCameraDevice> devices = QMediaDevices::videoInputs();
     access.deviceCombo()->setCurrentIndex(1);
