@@ -27,7 +27,7 @@ struct ControlDescriptor
 {
     int id;
     const char *name; // UTF-8, the untranslated stored name
-    ControlInterface interface;
+    ControlInterface controlInterface;
     int property; // DirectShow property number
 };
 

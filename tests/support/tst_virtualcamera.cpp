@@ -136,11 +136,6 @@ private slots:
     void streamsTheChosenFormat_data();
     void streamsTheChosenFormat();
     void pictureRevealsMirroringAndFlipping();
-    void cameraWithoutFramesStillOpens();
-    void hotplugUpdatesDeviceList();
-    void plugRejectsInvalidCameras_data();
-    void plugRejectsInvalidCameras();
-    void unplugStopsPictureAndReplugRecovers();
 };
 
 void TestVirtualCamera::listsConfiguredCamerasOnce()
@@ -245,101 +240,10 @@ void TestVirtualCamera::pictureRevealsMirroringAndFlipping()
              "top right is not blue");
 }
 
-void TestVirtualCamera::cameraWithoutFramesStillOpens()
-{
-    Preview preview(cameraNamed(frozenName));
-    QSignalSpy errors(preview.camera.get(), &QCamera::errorOccurred);
-    QTRY_VERIFY(preview.camera->isActive());
 
-    QSignalSpy frames(&preview.sink, &QVideoSink::videoFrameChanged);
-    QVERIFY(!frames.wait(1500));
-    QCOMPARE(preview.frames, 0);
-    QCOMPARE(errors.count(), 0);
-    QCOMPARE(preview.camera->error(), QCamera::NoError);
-}
 
-void TestVirtualCamera::hotplugUpdatesDeviceList()
-{
-    QMediaDevices devices;
-    const int before = QMediaDevices::videoInputs().size();
-    QSignalSpy changed(&devices, &QMediaDevices::videoInputsChanged);
 
-    const Camera extra {QStringLiteral("Hotplug Camera"), false, true, {{800, 600, 25, "NV12"}}};
-    QVERIFY(VirtualCamera::plug(extra));
-    QTRY_COMPARE_WITH_TIMEOUT(camerasNamed(extra.name).size(), 1, 5000);
-    QVERIFY(changed.count() >= 1);
-    QCOMPARE(QMediaDevices::videoInputs().size(), before + 1);
-    const QCameraDevice plugged = cameraNamed(extra.name);
-    QCOMPARE(plugged.videoFormats().size(), 1);
-    QCOMPARE(plugged.videoFormats().first().resolution(), QSize(800, 600));
-    QVERIFY(!plugged.isDefault());
 
-    changed.clear();
-    QVERIFY(VirtualCamera::unplug(extra.name));
-    QTRY_VERIFY_WITH_TIMEOUT(camerasNamed(extra.name).isEmpty(), 5000);
-    QVERIFY(changed.count() >= 1);
-    QCOMPARE(QMediaDevices::videoInputs().size(), before);
-
-    QVERIFY(!VirtualCamera::unplug(extra.name));
-}
-
-void TestVirtualCamera::plugRejectsInvalidCameras_data()
-{
-    QTest::addColumn<Camera>("camera");
-    QTest::newRow("no name") << Camera {QStringLiteral("  "), false, true, {}};
-    QTest::newRow("zero width") << Camera {
-        QStringLiteral("Bad"), false, true, {{0, 480, 30, "NV12"}}};
-    QTest::newRow("zero fps") << Camera {
-        QStringLiteral("Bad"), false, true, {{640, 480, 0, "NV12"}}};
-    QTest::newRow("unknown pixel format")
-        << Camera {QStringLiteral("Bad"), false, true, {{640, 480, 30, "WXYZ"}}};
-}
-
-void TestVirtualCamera::plugRejectsInvalidCameras()
-{
-    QFETCH(Camera, camera);
-    const int before = QMediaDevices::videoInputs().size();
-    QVERIFY(!VirtualCamera::plug(camera));
-    QVERIFY(!VirtualCamera::unplug(camera.name));
-    QCOMPARE(QMediaDevices::videoInputs().size(), before);
-}
-
-void TestVirtualCamera::unplugStopsPictureAndReplugRecovers()
-{
-    const Camera cable {QStringLiteral("Cable Camera"), false, true, {{640, 480, 30, "NV12"}}};
-    QVERIFY(VirtualCamera::plug(cable));
-    QTRY_VERIFY_WITH_TIMEOUT(!cameraNamed(cable.name).isNull(), 5000);
-    {
-        Preview preview(cameraNamed(cable.name));
-        // Qt 6.4 reports camera pipeline errors only to a recorder in the session.
-        QMediaRecorder recorder;
-        preview.session.setRecorder(&recorder);
-        QSignalSpy recorderErrors(&recorder, &QMediaRecorder::errorOccurred);
-        QTRY_VERIFY_WITH_TIMEOUT(preview.frames > 0, 10000);
-
-        QVERIFY(VirtualCamera::unplug(cable.name));
-        QTRY_VERIFY_WITH_TIMEOUT(cameraNamed(cable.name).isNull(), 5000);
-        QTRY_COMPARE_WITH_TIMEOUT(recorderErrors.count(), 1, 5000);
-        QCOMPARE(recorderErrors.first().first().value<QMediaRecorder::Error>(),
-                 QMediaRecorder::ResourceError);
-
-        // A frame may already have been on its way; a live camera would send ~45 here.
-        const int atUnplug = preview.frames;
-        QTest::qWait(1500);
-        QVERIFY(preview.frames - atUnplug <= 3);
-
-        // Plugged back in: the same QCamera moved to the new device streams again, so
-        // the dead source let go cleanly. (Same format on purpose: in Qt 6.4 a device
-        // switch that changes the format sometimes never restarts the video sink.)
-        QVERIFY(VirtualCamera::plug(cable));
-        QTRY_VERIFY_WITH_TIMEOUT(!cameraNamed(cable.name).isNull(), 5000);
-        preview.camera->setCameraDevice(cameraNamed(cable.name));
-        preview.camera->start();
-        const int afterReplug = preview.frames;
-        QTRY_VERIFY_WITH_TIMEOUT(preview.frames - afterReplug >= 20, 10000);
-    }
-    QVERIFY(VirtualCamera::unplug(cable.name));
-}
 
 int main(int argc, char *argv[])
 {

@@ -1,0 +1,345 @@
+#include "controls/v4l2cameracontrols.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include <fcntl.h>
+#include <linux/videodev2.h>
+
+namespace {
+struct V4l2Mapping
+{
+    int id;
+    quint32 valueControl;
+    quint32 autoControl; // 0: the control has no automatic mode
+};
+
+constexpr V4l2Mapping mappings[] = {
+    {Brightness, V4L2_CID_BRIGHTNESS, 0},
+    {Contrast, V4L2_CID_CONTRAST, 0},
+    {Hue, V4L2_CID_HUE, V4L2_CID_HUE_AUTO},
+    {Saturation, V4L2_CID_SATURATION, 0},
+    {Sharpness, V4L2_CID_SHARPNESS, 0},
+    {Gamma, V4L2_CID_GAMMA, 0},
+    {WhiteBalance, V4L2_CID_WHITE_BALANCE_TEMPERATURE, V4L2_CID_AUTO_WHITE_BALANCE},
+    {BacklightCompensation, V4L2_CID_BACKLIGHT_COMPENSATION, 0},
+    {Gain, V4L2_CID_GAIN, V4L2_CID_AUTOGAIN},
+    {Zoom, V4L2_CID_ZOOM_ABSOLUTE, 0},
+    {Exposure, V4L2_CID_EXPOSURE_ABSOLUTE, V4L2_CID_EXPOSURE_AUTO},
+    {Focus, V4L2_CID_FOCUS_ABSOLUTE, V4L2_CID_FOCUS_AUTO},
+};
+static_assert(std::size(mappings) == controlCount);
+
+const V4l2Mapping *findMapping(int id)
+{
+    for (const V4l2Mapping &mapping : mappings) {
+        if (mapping.id == id)
+            return &mapping;
+    }
+    return nullptr;
+}
+
+// The types whose value VIDIOC_G_CTRL/S_CTRL carry as one 32-bit integer.
+bool isIntegerValued(quint32 type)
+{
+    return type == V4L2_CTRL_TYPE_INTEGER || type == V4L2_CTRL_TYPE_BOOLEAN
+        || type == V4L2_CTRL_TYPE_MENU || type == V4L2_CTRL_TYPE_INTEGER_MENU;
+}
+
+// Exposure time is automatic in these two exposure_auto modes; in shutter priority it is the
+// user's, only the iris is automatic.
+bool isAutomaticExposureMode(qint32 mode)
+{
+    return mode == V4L2_EXPOSURE_AUTO || mode == V4L2_EXPOSURE_APERTURE_PRIORITY;
+}
+
+QString cardName(const v4l2_capability &capability)
+{
+    const char *card = reinterpret_cast<const char *>(capability.card);
+    return QString::fromUtf8(card, qsizetype(strnlen(card, sizeof capability.card)));
+}
+
+bool isVideoCapture(const v4l2_capability &capability)
+{
+    // A UVC camera's metadata node shares the physical device's capabilities; its own are in
+    // device_caps.
+    const quint32 caps = (capability.capabilities & V4L2_CAP_DEVICE_CAPS) ? capability.device_caps
+                                                                          : capability.capabilities;
+    return caps & (V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_VIDEO_CAPTURE_MPLANE);
+}
+
+// The /dev/videoN entries, by N.
+QList<QByteArray> videoNodes(const QList<QByteArray> &names)
+{
+    QList<std::pair<quint32, QByteArray>> numbered;
+    for (const QByteArray &name : names) {
+        if (!name.startsWith("video"))
+            continue;
+        const QByteArray digits = name.mid(5);
+        if (digits.isEmpty() || !std::all_of(digits.cbegin(), digits.cend(), [](char c) {
+                return c >= '0' && c <= '9';
+            }))
+            continue;
+        bool ok = false;
+        const quint32 number = digits.toUInt(&ok);
+        if (ok)
+            numbered.append({number, name});
+    }
+    std::sort(numbered.begin(), numbered.end());
+    QList<QByteArray> nodes;
+    for (const auto &node : numbered)
+        nodes.append(QByteArrayLiteral("/dev/") + node.second);
+    return nodes;
+}
+} // namespace
+
+V4l2CameraControls::V4l2CameraControls(std::unique_ptr<V4l2DeviceIo> deviceIo)
+    : io(std::move(deviceIo))
+{ }
+
+V4l2CameraControls::~V4l2CameraControls()
+{
+    closeDevice();
+}
+
+void V4l2CameraControls::closeDevice()
+{
+    if (fd >= 0)
+        io->close(fd);
+    fd = -1;
+}
+
+bool V4l2CameraControls::open(const QString &description)
+{
+    error.clear();
+    entries.clear();
+    closeDevice();
+
+    QList<QByteArray> names;
+    if (!io->readDirectory(QByteArrayLiteral("/dev"), &names)) {
+        error = QStringLiteral("无法打开 V4L2 视频设备目录");
+        return false;
+    }
+
+    int captureNodes = 0;
+    for (const QByteArray &path : videoNodes(names)) {
+        const int candidate = io->open(path, O_RDWR | O_NONBLOCK | O_CLOEXEC);
+        if (candidate < 0)
+            continue;
+        v4l2_capability capability {};
+        if (io->ioctl(candidate, VIDIOC_QUERYCAP, &capability) == 0 && isVideoCapture(capability)) {
+            ++captureNodes;
+            if (cardName(capability).compare(description, Qt::CaseInsensitive) == 0) {
+                fd = candidate;
+                break;
+            }
+        }
+        io->close(candidate);
+    }
+
+    if (fd < 0) {
+        error = captureNodes == 0 ? QStringLiteral("系统没有返回 V4L2 视频输入设备")
+                                  : QStringLiteral("未找到与“%1”匹配的 V4L2 设备").arg(description);
+        return false;
+    }
+
+    // A node without any of the controls stays bound, like the filter on Windows: setValue still
+    // asks it.
+    readControls();
+    if (entries.isEmpty()) {
+        error = QStringLiteral("摄像头没有公开标准 UVC 控制参数");
+        return false;
+    }
+    return true;
+}
+
+void V4l2CameraControls::readControls()
+{
+    for (const ControlDescriptor &descriptor : controlDescriptors) {
+        const V4l2Mapping *mapping = findMapping(descriptor.id);
+        v4l2_queryctrl query {};
+        query.id = mapping->valueControl;
+        if (io->ioctl(fd, VIDIOC_QUERYCTRL, &query) != 0 || (query.flags & V4L2_CTRL_FLAG_DISABLED)
+            || !isIntegerValued(query.type) || query.maximum < query.minimum)
+            continue;
+        qint32 value = 0;
+        if (!readControl(mapping->valueControl, &value))
+            continue;
+
+        Entry entry;
+        entry.valueControl = mapping->valueControl;
+        NativeControl &control = entry.control;
+        control.id = descriptor.id;
+        control.name = QString::fromUtf8(descriptor.name);
+        control.minimum = query.minimum;
+        control.maximum = query.maximum;
+        control.step = std::max<qint32>(query.step, 1);
+        control.initialValue = value;
+        control.value = value;
+        if (mapping->autoControl && probeCompanion(mapping->autoControl, &entry)) {
+            entry.autoControl = mapping->autoControl;
+            control.supportsAutomatic = true;
+        }
+        control.initialAutomatic = control.automatic;
+        entries.append(entry);
+    }
+}
+
+// Whether the companion can be switched both ways; if so, fills in its two modes and the current
+// state.
+bool V4l2CameraControls::probeCompanion(quint32 autoControl, Entry *entry)
+{
+    v4l2_queryctrl query {};
+    query.id = autoControl;
+    if (io->ioctl(fd, VIDIOC_QUERYCTRL, &query) != 0
+        || (query.flags & (V4L2_CTRL_FLAG_DISABLED | V4L2_CTRL_FLAG_READ_ONLY)))
+        return false;
+    qint32 current = 0;
+
+    if (query.type == V4L2_CTRL_TYPE_MENU) {
+        if (autoControl != V4L2_CID_EXPOSURE_AUTO || !readControl(autoControl, &current))
+            return false;
+        const auto offered = [&](qint32 mode) {
+            if (mode < query.minimum || mode > query.maximum)
+                return false;
+            v4l2_querymenu item {};
+            item.id = autoControl;
+            item.index = quint32(mode);
+            return io->ioctl(fd, VIDIOC_QUERYMENU, &item) == 0;
+        };
+        if (!offered(V4L2_EXPOSURE_MANUAL))
+            return false;
+        // Keep the device's own automatic mode when it is in one; otherwise prefer full auto.
+        if (isAutomaticExposureMode(current))
+            entry->automaticMode = current;
+        else if (offered(V4L2_EXPOSURE_AUTO))
+            entry->automaticMode = V4L2_EXPOSURE_AUTO;
+        else if (offered(V4L2_EXPOSURE_APERTURE_PRIORITY))
+            entry->automaticMode = V4L2_EXPOSURE_APERTURE_PRIORITY;
+        else
+            return false;
+        entry->manualMode = V4L2_EXPOSURE_MANUAL;
+        entry->control.automatic = isAutomaticExposureMode(current);
+        return true;
+    }
+
+    const bool isSwitch = query.type == V4L2_CTRL_TYPE_BOOLEAN
+        || (query.type == V4L2_CTRL_TYPE_INTEGER && query.minimum <= 0 && query.maximum >= 1);
+    if (!isSwitch || !readControl(autoControl, &current))
+        return false;
+    entry->manualMode = 0;
+    entry->automaticMode = 1;
+    entry->control.automatic = current != 0;
+    return true;
+}
+
+bool V4l2CameraControls::readControl(quint32 id, qint32 *value)
+{
+    v4l2_control control {};
+    control.id = id;
+    if (io->ioctl(fd, VIDIOC_G_CTRL, &control) != 0)
+        return false;
+    *value = control.value;
+    return true;
+}
+
+// On success *value holds what the driver applied: V4L2 clamps to the range and rounds to the
+// step instead of refusing.
+bool V4l2CameraControls::writeControl(quint32 id, qint32 *value)
+{
+    v4l2_control control {};
+    control.id = id;
+    control.value = *value;
+    if (io->ioctl(fd, VIDIOC_S_CTRL, &control) != 0)
+        return false;
+    *value = control.value;
+    return true;
+}
+
+bool V4l2CameraControls::writeMode(const Entry &entry, bool automatic)
+{
+    qint32 mode = automatic ? entry.automaticMode : entry.manualMode;
+    return writeControl(entry.autoControl, &mode);
+}
+
+V4l2CameraControls::Entry *V4l2CameraControls::findEntry(int id)
+{
+    for (Entry &entry : entries) {
+        if (entry.control.id == id)
+            return &entry;
+    }
+    return nullptr;
+}
+
+QList<NativeControl> V4l2CameraControls::controls() const
+{
+    QList<NativeControl> list;
+    list.reserve(entries.size());
+    for (const Entry &entry : entries)
+        list.append(entry.control);
+    return list;
+}
+
+bool V4l2CameraControls::setValue(int id, int value)
+{
+    const V4l2Mapping *mapping = findMapping(id);
+    if (!mapping || fd < 0)
+        return false;
+
+    qint32 applied = value;
+    Entry *entry = findEntry(id);
+    if (!entry) {
+        // Not listed (absent, disabled, unreadable): the device still decides, as it would on
+        // Windows, but there is no record to update and no companion known to switch.
+        return writeControl(mapping->valueControl, &applied);
+    }
+
+    // Manual first: while the companion is automatic, drivers ignore or refuse the value.
+    if (entry->autoControl && !writeMode(*entry, false))
+        return false;
+    if (!writeControl(entry->valueControl, &applied)) {
+        if (entry->autoControl && entry->control.automatic)
+            writeMode(*entry, true);
+        return false;
+    }
+    entry->control.value = applied;
+    entry->control.automatic = false;
+    return true;
+}
+
+bool V4l2CameraControls::setAutomatic(int id, bool automatic)
+{
+    // Only listed controls: the value to keep comes from the record.
+    Entry *entry = fd >= 0 ? findEntry(id) : nullptr;
+    if (!entry)
+        return false;
+
+    if (automatic) {
+        if (!entry->autoControl || !writeMode(*entry, true))
+            return false;
+        entry->control.automatic = true;
+        return true;
+    }
+
+    if (entry->autoControl && !writeMode(*entry, false))
+        return false;
+    qint32 applied = entry->control.value;
+    if (!writeControl(entry->valueControl, &applied)) {
+        if (entry->autoControl && entry->control.automatic)
+            writeMode(*entry, true);
+        return false;
+    }
+    entry->control.automatic = false;
+    return true;
+}
+
+QString V4l2CameraControls::lastError() const
+{
+    return error;
+}
+
+std::unique_ptr<NativeCameraControls> createNativeCameraControls()
+{
+    return std::make_unique<V4l2CameraControls>(createSystemV4l2DeviceIo());
+}
