@@ -8,7 +8,6 @@
 #include <QSignalBlocker>
 #include <QSlider>
 
-#include <algorithm>
 
 namespace {
 // Hundredths, rounded half away from zero.
@@ -27,9 +26,7 @@ bool hasNativeZoom(const NativeCameraControls *controls)
 {
     if (!controls)
         return false;
-    const QList<NativeControl> list = controls->controls();
-    return std::any_of(list.cbegin(), list.cend(),
-                       [](const NativeControl &control) { return control.id == Zoom; });
+    return findControl(controls->controls(), Zoom) != nullptr;
 }
 } // namespace
 

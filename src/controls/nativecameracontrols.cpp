@@ -23,3 +23,12 @@ const ControlDescriptor *findControlDescriptor(int id)
     }
     return nullptr;
 }
+
+const NativeControl *findControl(const QList<NativeControl> &controls, int id)
+{
+    for (const NativeControl &control : controls) {
+        if (control.id == id)
+            return &control;
+    }
+    return nullptr;
+}

@@ -51,6 +51,9 @@ struct NativeControl
     bool initialAutomatic = false;
 };
 
+// The record with this id in the list, or nullptr when the device does not expose the control.
+const NativeControl *findControl(const QList<NativeControl> &controls, int id);
+
 // The camera's hardware image controls, reached below Qt Multimedia through the platform's own
 // camera stack. All calls are synchronous and made on the GUI thread.
 class NativeCameraControls

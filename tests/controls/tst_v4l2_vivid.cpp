@@ -34,13 +34,10 @@ bool readBack(quint32 id, qint32 *value)
 
 NativeControl find(const QList<NativeControl> &controls, int id)
 {
-    for (const NativeControl &control : controls) {
-        if (control.id == id)
-            return control;
-    }
+    const NativeControl *control = findControl(controls, id);
     NativeControl missing;
     missing.id = -1;
-    return missing;
+    return control ? *control : missing;
 }
 } // namespace
 

@@ -49,13 +49,10 @@ QList<int> ids(const QList<NativeControl> &controls)
 
 NativeControl find(const QList<NativeControl> &controls, int id)
 {
-    for (const NativeControl &control : controls) {
-        if (control.id == id)
-            return control;
-    }
+    const NativeControl *control = findControl(controls, id);
     NativeControl missing;
     missing.id = -1;
-    return missing;
+    return control ? *control : missing;
 }
 
 // What vivid's webcam offers of the twelve, plus controls outside them.

@@ -50,8 +50,13 @@ void TestVividSession::manualFormatOnARealCamera()
     MainWindow window;
     MainWindowTestAccess access(window);
     QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  预览正常"), 60000);
-    const int index = access.formatCombo()->findText(QStringLiteral("640 × 360   30 fps"));
-    QVERIFY2(index > 0, "vivid offers 640 × 360 at 30 fps");
+    // A small size, so the emulated machine keeps up.
+    int index = -1;
+    for (int i = 1; i < access.formatCombo()->count() && index < 0; ++i) {
+        if (access.formatCombo()->itemText(i).startsWith(QStringLiteral("640 × 360")))
+            index = i;
+    }
+    QVERIFY2(index > 0, "vivid offers 640 × 360");
     access.formatCombo()->setCurrentIndex(index);
     QTRY_COMPARE_WITH_TIMEOUT(access.status(), QStringLiteral("预览正常：640 × 360"), 30000);
 }
