@@ -44,6 +44,7 @@ private slots:
     void quickSwitchStartsOnlyTheLastPick();
     void stoppedPreviewIsNotRestartedBySwitch();
     void formatListAndManualChange();
+    void lookAlikeEntriesShowOnce();
 };
 
 void TestDiscovery::choosesCamera_data()
@@ -188,6 +189,24 @@ void TestDiscovery::formatListAndManualChange()
     QTRY_VERIFY(!frames.isEmpty()
                 && frames.constLast().first().value<QVideoFrame>().size() == QSize(1280, 720));
     QCOMPARE(access.camera()->cameraFormat().resolution(), QSize(1280, 720));
+}
+
+void TestDiscovery::lookAlikeEntriesShowOnce()
+{
+    // What Qt 6.4 shows after a V4L2 camera came back: a stale entry and a live one that look
+    // alike. Only the newest is offered.
+    QVERIFY(VirtualCamera::plug({QStringLiteral("Cam B"), false, true, VirtualCamera::standardFormats()}));
+    QTRY_COMPARE(QMediaDevices::videoInputs().size(), 4);
+    const QByteArray newest = QMediaDevices::videoInputs().constLast().id();
+
+    MainWindow window;
+    MainWindowTestAccess access(window);
+    QCOMPARE(access.deviceCombo()->count(), 3);
+    const int index = access.deviceCombo()->findText(QStringLiteral("Cam B"));
+    QCOMPARE(access.deviceCombo()->itemData(index).toByteArray(), newest);
+    access.deviceCombo()->setCurrentIndex(index);
+    QCOMPARE(access.currentDeviceId(), newest);
+    QVERIFY(waitForPreview(access));
 }
 
 TARVELO_TEST_MAIN_WITH(TestDiscovery, VirtualCamera::install(cameras()))
