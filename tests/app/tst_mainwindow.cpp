@@ -1,6 +1,5 @@
 #include "app/buildinfo.h"
 #include "app/mainwindow.h"
-#include "badgehistory.h"
 #include "mainwindowtestaccess.h"
 #include "testmain.h"
 #include "videopreviewwidgettestaccess.h"
@@ -53,7 +52,6 @@ private slots:
     void restoresSettings();
     void orientationHandlersApplyAndStore();
     void clearLayoutRemovesNestedContent();
-    void badgeCarriesState();
     void fullScreenAndSidePanel();
 };
 
@@ -283,19 +281,6 @@ void TestMainWindow::clearLayoutRemovesNestedContent()
     QVERIFY(!nestedGuard);
 }
 
-void TestMainWindow::badgeCarriesState()
-{
-    MainWindow window;
-    MainWindowTestAccess access(window);
-    BadgeHistory history(access.connectionBadge());
-    access.setConnectionBadge(QStringLiteral("●  预览正常"), QStringLiteral("ready"));
-    QCOMPARE(access.badgeText(), QStringLiteral("●  预览正常"));
-    QCOMPARE(access.badgeState(), QStringLiteral("ready"));
-    access.setConnectionBadge(QStringLiteral("●  已停止"), QStringLiteral("waiting"));
-    QCOMPARE(access.badgeState(), QStringLiteral("waiting"));
-    QVERIFY2(history.texts() == QStringList({"●  未连接", "●  预览正常", "●  已停止"}), qPrintable(history.describe()));
-    QCOMPARE(history.entries().constLast().state, QStringLiteral("waiting"));
-}
 
 void TestMainWindow::fullScreenAndSidePanel()
 {

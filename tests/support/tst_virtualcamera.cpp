@@ -133,8 +133,6 @@ private slots:
     void listsConfiguredCamerasOnce();
     void listsEveryConfiguredFormat_data();
     void listsEveryConfiguredFormat();
-    void streamsTheChosenFormat_data();
-    void streamsTheChosenFormat();
     void pictureRevealsMirroringAndFlipping();
 };
 
@@ -188,31 +186,7 @@ void TestVirtualCamera::listsEveryConfiguredFormat()
     }
 }
 
-void TestVirtualCamera::streamsTheChosenFormat_data()
-{
-    QTest::addColumn<Format>("format");
-    QTest::newRow("YUY2 640x480") << Format {640, 480, 30, "YUY2"};
-    QTest::newRow("NV12 1280x720") << Format {1280, 720, 30, "NV12"};
-}
 
-void TestVirtualCamera::streamsTheChosenFormat()
-{
-    QFETCH(Format, format);
-    const QCameraDevice device = cameraNamed(deskName);
-    const QCameraFormat cameraFormat = formatOf(device, format);
-    QVERIFY(!cameraFormat.isNull());
-
-    Preview preview(device, cameraFormat);
-    QTRY_VERIFY_WITH_TIMEOUT(preview.frames > 0, 10000);
-
-    // A live 30 fps source: 20 frames take about 0.7 s.
-    const int start = preview.frames;
-    QTRY_VERIFY_WITH_TIMEOUT(preview.frames - start >= 20, 2000);
-
-    QCOMPARE(preview.lastFrame.size(), QSize(format.width, format.height));
-    QCOMPARE(preview.lastFrame.pixelFormat(), qtPixelFormat(format.pixelFormat));
-    QCOMPARE(preview.camera->error(), QCamera::NoError);
-}
 
 void TestVirtualCamera::pictureRevealsMirroringAndFlipping()
 {
