@@ -31,7 +31,9 @@ constexpr int cpuWindowSeconds = 10;
 
 QList<VirtualCamera::Camera> fullHdCamera()
 {
-    return {{QStringLiteral("Bench Camera 1080p"), true, true,
+    return {{QStringLiteral("Bench Camera 1080p"),
+             true,
+             true,
              {{1920, 1080, 30, "YUY2"}, {1920, 1080, 30, "NV12"}}}};
 }
 
@@ -150,12 +152,12 @@ int runAll()
     pipeline.setStandardOutputFile(QProcess::nullDevice());
     pipeline.setStandardErrorFile(QProcess::nullDevice());
     pipeline.start(gstLaunch,
-                   QStringList{QStringLiteral("videotestsrc"), QStringLiteral("pattern=smpte"),
-                               QStringLiteral("is-live=true"), QStringLiteral("!"),
-                               QStringLiteral("video/x-raw,format=YUY2,width=1920,height=1080,"
-                                              "framerate=30/1"),
-                               QStringLiteral("!"), QStringLiteral("videoconvert"),
-                               QStringLiteral("!"), QStringLiteral("ximagesink")});
+                   QStringList {QStringLiteral("videotestsrc"), QStringLiteral("pattern=smpte"),
+                                QStringLiteral("is-live=true"), QStringLiteral("!"),
+                                QStringLiteral("video/x-raw,format=YUY2,width=1920,height=1080,"
+                                               "framerate=30/1"),
+                                QStringLiteral("!"), QStringLiteral("videoconvert"),
+                                QStringLiteral("!"), QStringLiteral("ximagesink")});
     if (!pipeline.waitForStarted(5000))
         return 1;
     const double pipelineCpu = measureCpu(pipeline);

@@ -15,8 +15,7 @@ QString resolve(const QString &stored, QLocale::Language systemLanguage);
 QString resolveStored();
 // Installs the English catalogue for languages beginning with "en"; a catalogue that
 // does not load leaves the interface in Chinese.
-void installCatalogue(QApplication &application, QTranslator &translator,
-                      const QString &language);
+void installCatalogue(QApplication &application, QTranslator &translator, const QString &language);
 
 void fillSelector(QComboBox *combo);
 void selectLanguage(QWidget *window, QComboBox *combo, int index);

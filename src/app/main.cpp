@@ -8,7 +8,7 @@
 
 namespace {
 // The program keeps no log; Qt's and its plug-ins' diagnostics are not for the user.
-void discardMessage(QtMsgType, const QMessageLogContext &, const QString &) {}
+void discardMessage(QtMsgType, const QMessageLogContext &, const QString &) { }
 } // namespace
 
 int main(int argc, char *argv[])

@@ -59,8 +59,7 @@ void addSliderRow(QGroupBox *group, QVBoxLayout *groupLayout, const QString &tit
     groupLayout->addWidget(slider);
 }
 
-QPushButton *createButton(const QString &text, QWidget *parent,
-                          const QString &toolTip = QString())
+QPushButton *createButton(const QString &text, QWidget *parent, const QString &toolTip = QString())
 {
     auto *button = new QPushButton(text, parent);
     if (!toolTip.isEmpty())
@@ -83,7 +82,7 @@ void MainWindow::buildUi()
     resize(1180, 720);
 
     auto *versionLabel =
-            new QLabel(tr("版本 v%1 · %2").arg(BuildInfo::version(), shortBuildId), this);
+        new QLabel(tr("版本 v%1 · %2").arg(BuildInfo::version(), shortBuildId), this);
     statusBar()->addPermanentWidget(versionLabel);
 
     // Widgets are created in keyboard focus order, which differs from the layout order in places.
@@ -291,13 +290,12 @@ void MainWindow::buildUi()
     presetButtonsRow = new QWidget(parametersPage);
     auto *presetLayout = new QGridLayout(presetButtonsRow);
     presetLayout->setContentsMargins(0, 4, 0, 0);
-    auto *saveControlsButton = createButton(tr("保存参数"), presetButtonsRow,
-                                            tr("保存当前摄像头的参数"));
-    auto *applyControlsButton = createButton(tr("应用参数"), presetButtonsRow,
-                                             tr("应用之前保存的参数"));
-    auto *restoreControlsButton =
-            createButton(tr("恢复初始设置"), presetButtonsRow,
-                         tr("恢复本次打开摄像头时的参数和自动模式"));
+    auto *saveControlsButton =
+        createButton(tr("保存参数"), presetButtonsRow, tr("保存当前摄像头的参数"));
+    auto *applyControlsButton =
+        createButton(tr("应用参数"), presetButtonsRow, tr("应用之前保存的参数"));
+    auto *restoreControlsButton = createButton(tr("恢复初始设置"), presetButtonsRow,
+                                               tr("恢复本次打开摄像头时的参数和自动模式"));
     presetLayout->addWidget(saveControlsButton, 0, 0);
     presetLayout->addWidget(applyControlsButton, 0, 1);
     presetLayout->addWidget(restoreControlsButton, 1, 0, 1, 2);

@@ -5,12 +5,30 @@
 #include <QVariant>
 
 namespace SettingsKeys {
-inline QString language() { return QStringLiteral("ui/language"); }
-inline QString lastDeviceId() { return QStringLiteral("device/lastId"); }
-inline QString mirrored() { return QStringLiteral("preview/mirrored"); }
-inline QString flippedVertically() { return QStringLiteral("preview/flippedVertically"); }
-inline QString rotation() { return QStringLiteral("preview/rotation"); }
-inline QString lastControlTab() { return QStringLiteral("ui/lastControlTab"); }
+inline QString language()
+{
+    return QStringLiteral("ui/language");
+}
+inline QString lastDeviceId()
+{
+    return QStringLiteral("device/lastId");
+}
+inline QString mirrored()
+{
+    return QStringLiteral("preview/mirrored");
+}
+inline QString flippedVertically()
+{
+    return QStringLiteral("preview/flippedVertically");
+}
+inline QString rotation()
+{
+    return QStringLiteral("preview/rotation");
+}
+inline QString lastControlTab()
+{
+    return QStringLiteral("ui/lastControlTab");
+}
 } // namespace SettingsKeys
 
 // A stored flag that is neither a bool nor "true"/"false" reads as the default.

@@ -2,16 +2,16 @@
 
 // Snapshots, recording and the output folders come with the capture work; the buttons are
 // wired already so the window is complete.
-void MainWindow::takeSnapshot() {}
+void MainWindow::takeSnapshot() { }
 
-void MainWindow::toggleRecording() {}
+void MainWindow::toggleRecording() { }
 
-void MainWindow::updateRecorderState() {}
+void MainWindow::updateRecorderState() { }
 
-void MainWindow::showRecorderError() {}
+void MainWindow::showRecorderError() { }
 
-void MainWindow::openPicturesFolder() {}
+void MainWindow::openPicturesFolder() { }
 
-void MainWindow::openVideosFolder() {}
+void MainWindow::openVideosFolder() { }
 
-void MainWindow::updateRecordingDuration(qint64) {}
+void MainWindow::updateRecordingDuration(qint64) { }

@@ -2,10 +2,10 @@
 
 // The hardware controls panel and its presets arrive with the controls panel work; until then a
 // started camera keeps the panel's hint text and the preset row stays disabled.
-void MainWindow::rebuildHardwareControls() {}
+void MainWindow::rebuildHardwareControls() { }
 
-void MainWindow::saveControlPreset() {}
+void MainWindow::saveControlPreset() { }
 
-void MainWindow::applyControlPreset() {}
+void MainWindow::applyControlPreset() { }
 
-void MainWindow::restoreInitialControls() {}
+void MainWindow::restoreInitialControls() { }

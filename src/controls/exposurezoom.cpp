@@ -8,7 +8,6 @@
 #include <QSignalBlocker>
 #include <QSlider>
 
-
 namespace {
 // Hundredths, rounded half away from zero.
 int toSliderValue(float value)

@@ -1,4 +1,4 @@
 #include "app/mainwindow.h"
 
 // The diagnostics report comes with its own work; the button is wired already.
-void MainWindow::exportDiagnostics() {}
+void MainWindow::exportDiagnostics() { }

@@ -21,7 +21,7 @@ VideoPreviewWidget::VideoPreviewWidget(QWidget *parent)
     view = new QGraphicsView(scene, this);
     view->setFrameShape(QFrame::NoFrame);
     view->setStyleSheet(
-            QStringLiteral("background: #e9ebef; border: 1px solid #d2d2d7; border-radius: 12px;"));
+        QStringLiteral("background: #e9ebef; border: 1px solid #d2d2d7; border-radius: 12px;"));
     view->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     view->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     view->setAlignment(Qt::AlignCenter);

@@ -41,14 +41,14 @@ CameraPermission::Status CameraPermission::check()
 {
     if (checkerForTesting)
         return checkerForTesting();
-    return fromQt(qApp->checkPermission(QCameraPermission{}));
+    return fromQt(qApp->checkPermission(QCameraPermission {}));
 }
 
 void CameraPermission::request(QObject *context, std::function<void(Status)> handler)
 {
     if (requesterForTesting)
         return requesterForTesting(context, std::move(handler));
-    qApp->requestPermission(QCameraPermission{}, context,
+    qApp->requestPermission(QCameraPermission {}, context,
                             [handler = std::move(handler)](const QPermission &permission) {
                                 handler(fromQt(permission.status()));
                             });

@@ -22,9 +22,8 @@ void MainWindow::prepareDevice(const QCameraDevice &device)
     setConnectionBadge(tr("●  正在启动"), QStringLiteral("waiting"));
     statusCard->setText(tr("正在准备：%1").arg(device.description()));
 
-    QTimer::singleShot(500, this, [this, device, generation] {
-        startCamera(device, generation, false);
-    });
+    QTimer::singleShot(500, this,
+                       [this, device, generation] { startCamera(device, generation, false); });
 }
 
 void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
@@ -65,8 +64,9 @@ void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
     recordButton->setEnabled(true);
     frameReceived = false;
     setConnectionBadge(tr("●  正在启动"), QStringLiteral("waiting"));
-    statusCard->setText(useCompatibleFormat ? tr("正在使用兼容格式重试：%1").arg(device.description())
-                                            : tr("正在启动：%1").arg(device.description()));
+    statusCard->setText(useCompatibleFormat
+                            ? tr("正在使用兼容格式重试：%1").arg(device.description())
+                            : tr("正在启动：%1").arg(device.description()));
 
     if (previewRequested)
         camera->start();

@@ -57,7 +57,9 @@ private slots:
 
 void TestMainWindow::titleAndVersion()
 {
-    QVERIFY(QRegularExpression(QStringLiteral("^[0-9a-f]{40}$")).match(BuildInfo::buildId()).hasMatch());
+    QVERIFY(QRegularExpression(QStringLiteral("^[0-9a-f]{40}$"))
+                .match(BuildInfo::buildId())
+                .hasMatch());
     MainWindow window;
     const QString shortId = BuildInfo::buildId().left(7);
     QCOMPARE(window.windowTitle(), QStringLiteral("Tarvelo v0.9.4 (%1)").arg(shortId));
@@ -103,9 +105,9 @@ void TestMainWindow::initialStateWithoutCamera()
     QVERIFY(sidePanel);
     QCOMPARE(sidePanel->minimumWidth(), 320);
     QCOMPARE(sidePanel->maximumWidth(), 390);
-    for (const char *name : {"appRoot", "headerBar", "appTitle", "appSubtitle", "connectionBadge",
-                             "primaryButton", "recordButton", "statusCard", "recordingStatus",
-                             "controlTabs", "parameterTabs"}) {
+    for (const char *name :
+         {"appRoot", "headerBar", "appTitle", "appSubtitle", "connectionBadge", "primaryButton",
+          "recordButton", "statusCard", "recordingStatus", "controlTabs", "parameterTabs"}) {
         QVERIFY2(window.findChild<QWidget *>(QString::fromLatin1(name)), name);
     }
     QCOMPARE(access.controlTabs()->tabText(0), QStringLiteral("参数设置"));
@@ -133,32 +135,32 @@ void TestMainWindow::focusChainFollowsCreationOrder()
     MainWindow window;
     MainWindowTestAccess access(window);
     auto *preview = VideoPreviewWidgetTestAccess(*access.preview()).view();
-    auto *languageCombo = window.findChild<QWidget *>(QStringLiteral("headerBar"))
-                                  ->findChild<QComboBox *>();
+    auto *languageCombo =
+        window.findChild<QWidget *>(QStringLiteral("headerBar"))->findChild<QComboBox *>();
     const QList<QWidget *> expected = {
-            languageCombo,
-            preview,
-            buttonWithText(window, QStringLiteral("全屏预览")),
-            buttonWithText(window, QStringLiteral("收起面板")),
-            access.deviceCombo(),
-            access.formatCombo(),
-            access.primaryButton(),
-            buttonWithText(window, QStringLiteral("刷新设备")),
-            access.controlTabs(),
-            window.findChild<QTabWidget *>(QStringLiteral("parameterTabs")),
-            access.snapshotButton(),
-            access.recordButton(),
-            buttonWithText(window, QStringLiteral("图片文件夹")),
-            buttonWithText(window, QStringLiteral("视频文件夹")),
-            buttonWithText(window, QStringLiteral("导出诊断信息")),
-            access.mirrorCheckBox(),
-            access.flipCheckBox(),
-            access.rotationCombo(),
-            access.exposureCompSlider(),
-            access.zoomSlider(),
-            buttonWithText(window, QStringLiteral("保存参数")),
-            buttonWithText(window, QStringLiteral("应用参数")),
-            buttonWithText(window, QStringLiteral("恢复初始设置")),
+        languageCombo,
+        preview,
+        buttonWithText(window, QStringLiteral("全屏预览")),
+        buttonWithText(window, QStringLiteral("收起面板")),
+        access.deviceCombo(),
+        access.formatCombo(),
+        access.primaryButton(),
+        buttonWithText(window, QStringLiteral("刷新设备")),
+        access.controlTabs(),
+        window.findChild<QTabWidget *>(QStringLiteral("parameterTabs")),
+        access.snapshotButton(),
+        access.recordButton(),
+        buttonWithText(window, QStringLiteral("图片文件夹")),
+        buttonWithText(window, QStringLiteral("视频文件夹")),
+        buttonWithText(window, QStringLiteral("导出诊断信息")),
+        access.mirrorCheckBox(),
+        access.flipCheckBox(),
+        access.rotationCombo(),
+        access.exposureCompSlider(),
+        access.zoomSlider(),
+        buttonWithText(window, QStringLiteral("保存参数")),
+        buttonWithText(window, QStringLiteral("应用参数")),
+        buttonWithText(window, QStringLiteral("恢复初始设置")),
     };
     QVERIFY(!expected.contains(nullptr));
 
@@ -182,24 +184,25 @@ void TestMainWindow::restoresSettings_data()
     QTest::addColumn<QVariantMap>("storedAfterwards");
 
     QTest::newRow("turned and mirrored")
-            << QVariantMap{{"preview/rotation", 180}, {"preview/mirrored", true}} << true << false
-            << 2 << 0 << QVariantMap{{"preview/rotation", 180}, {"preview/mirrored", true}};
+        << QVariantMap {{"preview/rotation", 180}, {"preview/mirrored", true}} << true << false << 2
+        << 0 << QVariantMap {{"preview/rotation", 180}, {"preview/mirrored", true}};
     QTest::newRow("flipped on the capture tab")
-            << QVariantMap{{"preview/flippedVertically", true}, {"ui/lastControlTab", 1}} << false
-            << true << 0 << 1 << QVariantMap{{"ui/lastControlTab", 1}};
+        << QVariantMap {{"preview/flippedVertically", true}, {"ui/lastControlTab", 1}} << false
+        << true << 0 << 1 << QVariantMap {{"ui/lastControlTab", 1}};
     QTest::newRow("rotation no item carries")
-            << QVariantMap{{"preview/rotation", 45}} << false << false << 0 << 0
-            << QVariantMap{{"preview/rotation", 45}};
-    QTest::newRow("wrong types")
-            << QVariantMap{{"preview/rotation", "abc"},
-                           {"preview/mirrored", "maybe"},
-                           {"preview/flippedVertically", QStringList{"x", "y"}},
-                           {"ui/lastControlTab", 7},
-                           {"ui/language", "EN_US"}}
-            << false << false << 0 << 0
-            << QVariantMap{{"ui/lastControlTab", 7}, {"ui/language", "EN_US"}};
-    QTest::newRow("negative tab") << QVariantMap{{"ui/lastControlTab", -1}} << false << false << 0
-                                  << 0 << QVariantMap{{"ui/lastControlTab", -1}};
+        << QVariantMap {{"preview/rotation", 45}} << false << false << 0 << 0
+        << QVariantMap {{"preview/rotation", 45}};
+    QTest::newRow("wrong types") << QVariantMap {{"preview/rotation", "abc"},
+                                                 {"preview/mirrored", "maybe"},
+                                                 {"preview/flippedVertically",
+                                                  QStringList {"x", "y"}},
+                                                 {"ui/lastControlTab", 7},
+                                                 {"ui/language", "EN_US"}}
+                                 << false << false << 0 << 0
+                                 << QVariantMap {{"ui/lastControlTab", 7},
+                                                 {"ui/language", "EN_US"}};
+    QTest::newRow("negative tab") << QVariantMap {{"ui/lastControlTab", -1}} << false << false << 0
+                                  << 0 << QVariantMap {{"ui/lastControlTab", -1}};
 }
 
 void TestMainWindow::restoresSettings()
@@ -228,8 +231,8 @@ void TestMainWindow::restoresSettings()
     for (auto it = storedAfterwards.cbegin(); it != storedAfterwards.cend(); ++it)
         QCOMPARE(storedValue(it.key()).toString(), it.value().toString());
 
-    auto *languageCombo = window.findChild<QWidget *>(QStringLiteral("headerBar"))
-                                  ->findChild<QComboBox *>();
+    auto *languageCombo =
+        window.findChild<QWidget *>(QStringLiteral("headerBar"))->findChild<QComboBox *>();
     if (stored.value(QStringLiteral("ui/language")) == QStringLiteral("EN_US"))
         QCOMPARE(languageCombo->currentIndex(), 0);
 }
@@ -280,7 +283,6 @@ void TestMainWindow::clearLayoutRemovesNestedContent()
     QVERIFY(!first && !second && !third);
     QVERIFY(!nestedGuard);
 }
-
 
 void TestMainWindow::fullScreenAndSidePanel()
 {

@@ -70,22 +70,23 @@ void TestVideoPreviewWidget::orientationMapping_data()
     QTest::addColumn<PixelMap>("onScreen");
     QTest::addColumn<PixelMap>("inImage");
 
-    QTest::newRow("0") << Orientation{0, false, false}
+    QTest::newRow("0") << Orientation {0, false, false}
                        << PixelMap([](int x, int y, int, int) { return QPoint(x, y); })
                        << PixelMap([](int x, int y, int, int) { return QPoint(x, y); });
-    QTest::newRow("90") << Orientation{90, false, false}
+    QTest::newRow("90") << Orientation {90, false, false}
                         << PixelMap([](int x, int y, int, int h) { return QPoint(h - 1 - y, x); })
                         << PixelMap([](int x, int y, int, int h) { return QPoint(h - 1 - y, x); });
     // Exactly one flag at a quarter turn: the image is the screen turned by a half turn.
-    QTest::newRow("90 mirrored")
-            << Orientation{90, true, false}
-            << PixelMap([](int x, int y, int w, int h) { return QPoint(h - 1 - y, w - 1 - x); })
-            << PixelMap([](int x, int y, int, int) { return QPoint(y, x); });
-    QTest::newRow("180 mirrored")
-            << Orientation{180, true, false}
-            << PixelMap([](int x, int y, int, int h) { return QPoint(x, h - 1 - y); })
-            << PixelMap([](int x, int y, int, int h) { return QPoint(x, h - 1 - y); });
-    QTest::newRow("270") << Orientation{270, false, false}
+    QTest::newRow("90 mirrored") << Orientation {90, true, false}
+                                 << PixelMap([](int x, int y, int w, int h) {
+                                        return QPoint(h - 1 - y, w - 1 - x);
+                                    })
+                                 << PixelMap([](int x, int y, int, int) { return QPoint(y, x); });
+    QTest::newRow("180 mirrored") << Orientation {
+        180, true, false} << PixelMap([](int x, int y, int, int h) {
+        return QPoint(x, h - 1 - y);
+    }) << PixelMap([](int x, int y, int, int h) { return QPoint(x, h - 1 - y); });
+    QTest::newRow("270") << Orientation {270, false, false}
                          << PixelMap([](int x, int y, int w, int) { return QPoint(y, w - 1 - x); })
                          << PixelMap([](int x, int y, int w, int) { return QPoint(y, w - 1 - x); });
 }
@@ -100,18 +101,18 @@ void TestVideoPreviewWidget::orientationMapping()
     VideoPreviewWidgetTestAccess access(preview);
     preview.resize(900, 600);
     preview.videoSink()->setVideoFrame(
-            TestFrames::fromImage(TestFrames::quadrantImage(frameWidth, frameHeight)));
+        TestFrames::fromImage(TestFrames::quadrantImage(frameWidth, frameHeight)));
     apply(preview, orientation);
 
     const QImage source = TestFrames::quadrantImage(frameWidth, frameHeight);
     const QImage image = preview.currentFrameImage();
     const bool quarterTurn = orientation.rotation % 180 != 0;
-    QCOMPARE(image.size(), quarterTurn ? QSize(frameHeight, frameWidth)
-                                       : QSize(frameWidth, frameHeight));
+    QCOMPARE(image.size(),
+             quarterTurn ? QSize(frameHeight, frameWidth) : QSize(frameWidth, frameHeight));
 
     const QRectF box = access.videoItem()->sceneBoundingRect();
-    QCOMPARE(box.size(), quarterTurn ? QSizeF(frameHeight, frameWidth)
-                                     : QSizeF(frameWidth, frameHeight));
+    QCOMPARE(box.size(),
+             quarterTurn ? QSizeF(frameHeight, frameWidth) : QSizeF(frameWidth, frameHeight));
     // The whole turned picture is what the view fits.
     QCOMPARE(access.scene()->sceneRect(), box);
 
@@ -124,8 +125,8 @@ void TestVideoPreviewWidget::orientationMapping()
 
             QCOMPARE(colourAt(image, inImage(x, y, frameWidth, frameHeight)), expected);
 
-            const QPointF shown = access.videoItem()->sceneTransform().map(QPointF(x + 0.5, y + 0.5))
-                    - box.topLeft();
+            const QPointF shown =
+                access.videoItem()->sceneTransform().map(QPointF(x + 0.5, y + 0.5)) - box.topLeft();
             const QPoint expectedShown = onScreen(x, y, frameWidth, frameHeight);
             QCOMPARE(shown, QPointF(expectedShown) + QPointF(0.5, 0.5));
         }
@@ -137,7 +138,7 @@ void TestVideoPreviewWidget::mirrorAndFlipEqualHalfTurn()
     VideoPreviewWidget preview;
     VideoPreviewWidgetTestAccess access(preview);
     preview.videoSink()->setVideoFrame(
-            TestFrames::fromImage(TestFrames::quadrantImage(frameWidth, frameHeight)));
+        TestFrames::fromImage(TestFrames::quadrantImage(frameWidth, frameHeight)));
 
     apply(preview, {0, true, true});
     const QImage bothFlags = preview.currentFrameImage();
@@ -166,16 +167,17 @@ void TestVideoPreviewWidget::framesResizeAndRefit()
     for (const QSize size : {QSize(1000, 700), QSize(1400, 500), QSize(720, 900)}) {
         preview.resize(size);
         const QRect viewport = access.view()->viewport()->rect();
-        const QRect mapped = access.view()->mapFromScene(access.scene()->sceneRect()).boundingRect();
+        const QRect mapped =
+            access.view()->mapFromScene(access.scene()->sceneRect()).boundingRect();
         QVERIFY2(viewport.adjusted(-1, -1, 1, 1).contains(mapped),
-                 qPrintable(QStringLiteral("%1 in %2").arg(QDebug::toString(mapped),
-                                                           QDebug::toString(viewport))));
+                 qPrintable(QStringLiteral("%1 in %2")
+                                .arg(QDebug::toString(mapped), QDebug::toString(viewport))));
         // Fitted, not merely contained: one dimension fills the viewport (QGraphicsView keeps a
         // few pixels of margin).
         QVERIFY2(qAbs(mapped.width() - viewport.width()) <= 6
-                         || qAbs(mapped.height() - viewport.height()) <= 6,
-                 qPrintable(QStringLiteral("%1 in %2").arg(QDebug::toString(mapped),
-                                                           QDebug::toString(viewport))));
+                     || qAbs(mapped.height() - viewport.height()) <= 6,
+                 qPrintable(QStringLiteral("%1 in %2")
+                                .arg(QDebug::toString(mapped), QDebug::toString(viewport))));
     }
     QCOMPARE(preview.size().expandedTo(preview.minimumSize()), preview.size());
 }

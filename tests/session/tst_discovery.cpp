@@ -132,7 +132,7 @@ void TestDiscovery::quickSwitchStartsOnlyTheLastPick()
     QTRY_COMPARE_WITH_TIMEOUT(started.size(), 1, startTimeoutMs);
     QVERIFY(waitForPreview(access));
     QTest::qWait(600); // past the moment the first pick would have started
-    QCOMPARE(started, QStringList{devices.at(2).description()});
+    QCOMPARE(started, QStringList {devices.at(2).description()});
     QCOMPARE(access.currentDeviceName(), devices.at(2).description());
 }
 
@@ -173,18 +173,19 @@ void TestDiscovery::formatListAndManualChange()
     QStringList items;
     for (int i = 0; i < access.formatCombo()->count(); ++i)
         items << access.formatCombo()->itemText(i);
-    const QStringList expected{
-            "自动（推荐）",          "3840 × 2160   30 fps", "3840 × 2160   30 fps",
-            "1920 × 1080   60 fps", "1920 × 1080   60 fps", "1920 × 1080   30 fps",
-            "1920 × 1080   30 fps", "1280 × 720   60 fps",  "1280 × 720   60 fps",
-            "1280 × 720   30 fps",  "1280 × 720   30 fps",  "640 × 480   60 fps",
-            "640 × 480   60 fps",   "640 × 480   30 fps",   "640 × 480   30 fps"};
+    const QStringList expected {
+        "自动（推荐）",         "3840 × 2160   30 fps", "3840 × 2160   30 fps",
+        "1920 × 1080   60 fps", "1920 × 1080   60 fps", "1920 × 1080   30 fps",
+        "1920 × 1080   30 fps", "1280 × 720   60 fps",  "1280 × 720   60 fps",
+        "1280 × 720   30 fps",  "1280 × 720   30 fps",  "640 × 480   60 fps",
+        "640 × 480   60 fps",   "640 × 480   30 fps",   "640 × 480   30 fps"};
     QCOMPARE(items, expected);
     QCOMPARE(access.formatCombo()->currentIndex(), 0);
 
     QSignalSpy frames(access.preview()->videoSink(), &QVideoSink::videoFrameChanged);
     access.formatCombo()->setCurrentIndex(items.indexOf(QStringLiteral("1280 × 720   30 fps")));
-    QTRY_COMPARE_WITH_TIMEOUT(access.status(), QStringLiteral("预览正常：1280 × 720"), startTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(access.status(), QStringLiteral("预览正常：1280 × 720"),
+                              startTimeoutMs);
     QCOMPARE(access.badgeText(), QStringLiteral("●  预览正常"));
     QTRY_VERIFY(!frames.isEmpty()
                 && frames.constLast().first().value<QVideoFrame>().size() == QSize(1280, 720));
@@ -195,7 +196,8 @@ void TestDiscovery::lookAlikeEntriesShowOnce()
 {
     // What Qt 6.4 shows after a V4L2 camera came back: a stale entry and a live one that look
     // alike. Only the newest is offered.
-    QVERIFY(VirtualCamera::plug({QStringLiteral("Cam B"), false, true, VirtualCamera::standardFormats()}));
+    QVERIFY(VirtualCamera::plug(
+        {QStringLiteral("Cam B"), false, true, VirtualCamera::standardFormats()}));
     QTRY_COMPARE(QMediaDevices::videoInputs().size(), 4);
     const QByteArray newest = QMediaDevices::videoInputs().constLast().id();
 

@@ -43,18 +43,18 @@ void TestFormats::listOrderAndText_data()
     QTest::addColumn<QStringList>("expected");
 
     QTest::newRow("size first, then rate")
-            << QList<Format>{{640, 480, 30}, {1920, 1080, 30}, {1920, 1080, 60}, {1280, 720, 30}}
-            << QStringList{"1920 × 1080   60 fps", "1920 × 1080   30 fps", "1280 × 720   30 fps",
-                           "640 × 480   30 fps"};
+        << QList<Format> {{640, 480, 30}, {1920, 1080, 30}, {1920, 1080, 60}, {1280, 720, 30}}
+        << QStringList {"1920 × 1080   60 fps", "1920 × 1080   30 fps", "1280 × 720   30 fps",
+                        "640 × 480   30 fps"};
     QTest::newRow("pixel count beats frame rate")
-            << QList<Format>{{2560, 1440, 30}, {3840, 2160, 15}}
-            << QStringList{"3840 × 2160   15 fps", "2560 × 1440   30 fps"};
+        << QList<Format> {{2560, 1440, 30}, {3840, 2160, 15}}
+        << QStringList {"3840 × 2160   15 fps", "2560 × 1440   30 fps"};
     QTest::newRow("same size and rate in two pixel formats")
-            << QList<Format>{{1280, 720, 30, "NV12"}, {1920, 1080, 30}, {1280, 720, 30, "YUY2"}}
-            << QStringList{"1920 × 1080   30 fps", "1280 × 720   30 fps", "1280 × 720   30 fps"};
+        << QList<Format> {{1280, 720, 30, "NV12"}, {1920, 1080, 30}, {1280, 720, 30, "YUY2"}}
+        << QStringList {"1920 × 1080   30 fps", "1280 × 720   30 fps", "1280 × 720   30 fps"};
     QTest::newRow("rates rounded to whole numbers")
-            << QList<Format>{{1280, 720, 29.97f}, {640, 480, 7.5f}, {320, 240, 14.4f}}
-            << QStringList{"1280 × 720   30 fps", "640 × 480   8 fps", "320 × 240   14 fps"};
+        << QList<Format> {{1280, 720, 29.97f}, {640, 480, 7.5f}, {320, 240, 14.4f}}
+        << QStringList {"1280 × 720   30 fps", "640 × 480   8 fps", "320 × 240   14 fps"};
 }
 
 void TestFormats::listOrderAndText()
@@ -71,18 +71,18 @@ void TestFormats::compatibleChoice_data()
     QTest::addColumn<QList<qint32>>("scores");
 
     QTest::newRow("slow formats beat fast ones")
-            << QList<Format>{{1920, 1080, 60}, {1280, 720, 30}, {3840, 2160, 30}} << 1
-            << QList<qint32>{100000000, 1152000, 6220800};
+        << QList<Format> {{1920, 1080, 60}, {1280, 720, 30}, {3840, 2160, 30}} << 1
+        << QList<qint32> {100000000, 1152000, 6220800};
     QTest::newRow("equal scores: first listed wins")
-            << QList<Format>{{1920, 1080, 30, "MJPG"}, {1920, 1080, 30, "YUY2"}} << 0
-            << QList<qint32>{0, 0};
+        << QList<Format> {{1920, 1080, 30, "MJPG"}, {1920, 1080, 30, "YUY2"}} << 0
+        << QList<qint32> {0, 0};
     QTest::newRow("30.5 fps is not penalised")
-            << QList<Format>{{1920, 1080, 30.51f}, {1920, 1080, 30.5f}} << 1
-            << QList<qint32>{100000000, 0};
+        << QList<Format> {{1920, 1080, 30.51f}, {1920, 1080, 30.5f}} << 1
+        << QList<qint32> {100000000, 0};
     QTest::newRow("only fast formats: closest size wins")
-            << QList<Format>{{640, 480, 60}, {1920, 1080, 60}, {3840, 2160, 60}} << 1
-            << QList<qint32>{101766400, 100000000, 106220800};
-    QTest::newRow("no formats") << QList<Format>{} << -1 << QList<qint32>{};
+        << QList<Format> {{640, 480, 60}, {1920, 1080, 60}, {3840, 2160, 60}} << 1
+        << QList<qint32> {101766400, 100000000, 106220800};
+    QTest::newRow("no formats") << QList<Format> {} << -1 << QList<qint32> {};
 }
 
 void TestFormats::compatibleChoice()

@@ -55,8 +55,9 @@ void TestHotplug::burstOfChangesGivesOneRefresh()
     QSignalSpy refreshes(&access.deviceChangeTimer(), &QTimer::timeout);
     QMediaDevices watcher;
     QElapsedTimer sinceLastChange;
-    connect(&watcher, &QMediaDevices::videoInputsChanged, this, [&] { sinceLastChange.start(); },
-            Qt::QueuedConnection);
+    connect(
+        &watcher, &QMediaDevices::videoInputsChanged, this, [&] { sinceLastChange.start(); },
+        Qt::QueuedConnection);
 
     QVERIFY(VirtualCamera::plug(camera(QStringLiteral("Extra 1"))));
     QTRY_COMPARE(access.badgeText(), QStringLiteral("●  设备变化"));
@@ -94,8 +95,7 @@ void TestHotplug::unplugCurrentFallsBackToNextCamera()
     QTRY_COMPARE(access.badgeText(), QStringLiteral("●  设备变化"));
     QVERIFY(waitForPreview(access));
     QCOMPARE(access.currentDeviceName(), QStringLiteral("Cam B"));
-    QCOMPARE(collapsed(badge.texts()).mid(1, 2),
-             QStringList({"●  设备变化", "●  正在启动"}));
+    QCOMPARE(collapsed(badge.texts()).mid(1, 2), QStringList({"●  设备变化", "●  正在启动"}));
     QVERIFY(framesFlow(access.preview()));
 }
 
@@ -174,6 +174,7 @@ void TestHotplug::replugOfSilentCameraDuringRetry()
     QCOMPARE(access.noFrameRetries(), 0);
 }
 
-TARVELO_TEST_MAIN_WITH(TestHotplug, VirtualCamera::install({camera(QStringLiteral("Cam A"), true),
-                                                             camera(QStringLiteral("Cam B"))}))
+TARVELO_TEST_MAIN_WITH(TestHotplug,
+                       VirtualCamera::install({camera(QStringLiteral("Cam A"), true),
+                                               camera(QStringLiteral("Cam B"))}))
 #include "tst_hotplug.moc"

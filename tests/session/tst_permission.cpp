@@ -64,8 +64,9 @@ void TestPermission::deniedDisablesCameraChoice()
     CameraPermission::setPlatformForTesting(denied, answerLater);
     MainWindow window;
     MainWindowTestAccess access(window);
-    QCOMPARE(access.status(),
-             QStringLiteral("摄像头权限已被拒绝。请在系统设置的“隐私与安全性 → 摄像头”中允许本软件。"));
+    QCOMPARE(
+        access.status(),
+        QStringLiteral("摄像头权限已被拒绝。请在系统设置的“隐私与安全性 → 摄像头”中允许本软件。"));
     QVERIFY(!access.deviceCombo()->isEnabled());
     QVERIFY(!access.formatCombo()->isEnabled());
     QVERIFY(!access.primaryButton()->isEnabled());
@@ -105,7 +106,8 @@ void TestPermission::requestAnswered()
         QTRY_COMPARE(access.status(), QStringLiteral("正在准备：Only Cam"));
         QVERIFY(waitForPreview(access));
     } else {
-        QTRY_COMPARE(access.status(), QStringLiteral("未获得摄像头权限，请允许访问后重新启动软件。"));
+        QTRY_COMPARE(access.status(),
+                     QStringLiteral("未获得摄像头权限，请允许访问后重新启动软件。"));
         QVERIFY(!access.deviceCombo()->isEnabled());
         QVERIFY(!access.formatCombo()->isEnabled());
         QVERIFY(!access.primaryButton()->isEnabled());
@@ -113,7 +115,7 @@ void TestPermission::requestAnswered()
     }
 }
 
-TARVELO_TEST_MAIN_WITH(TestPermission,
-                       VirtualCamera::install({{QStringLiteral("Only Cam"), true, true,
-                                                {{640, 480, 30, "YUY2"}}}}))
+TARVELO_TEST_MAIN_WITH(
+    TestPermission,
+    VirtualCamera::install({{QStringLiteral("Only Cam"), true, true, {{640, 480, 30, "YUY2"}}}}))
 #include "tst_permission.moc"

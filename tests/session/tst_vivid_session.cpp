@@ -83,18 +83,21 @@ void TestVividSession::unplugAndReplugARealCamera()
 
     QVERIFY(setDriverBound(false));
     QTRY_VERIFY_WITH_TIMEOUT(badge.texts().contains(QStringLiteral("●  设备变化")), 30000);
-    QVERIFY(!access.camera() || access.camera()->cameraDevice().description() == QStringLiteral("vivid"));
+    QVERIFY(!access.camera()
+            || access.camera()->cameraDevice().description() == QStringLiteral("vivid"));
     // Qt 6.4 lists a V4L2 camera twice (its own probe and the monitor's announcement) and drops
     // only one entry on removal, so what follows the unplug depends on Qt; the replug must work.
     QTest::qWait(3000);
 
     QVERIFY(setDriverBound(true));
-    QTRY_COMPARE_WITH_TIMEOUT(badge.entries().constLast().text, QStringLiteral("●  预览正常"), 60000);
+    QTRY_COMPARE_WITH_TIMEOUT(badge.entries().constLast().text, QStringLiteral("●  预览正常"),
+                              60000);
     QCOMPARE(access.currentDeviceName(), QStringLiteral("vivid"));
     QSignalSpy frames(access.preview()->videoSink(), &QVideoSink::videoFrameChanged);
     QTRY_VERIFY_WITH_TIMEOUT(frames.size() >= 5, 20000);
     QVERIFY(findControl(access.nativeControls()->controls(), Brightness));
 }
 
-TARVELO_TEST_MAIN_WITH(TestVividSession, if (!QFile::exists(QStringLiteral("/dev/video0"))) return 77)
+TARVELO_TEST_MAIN_WITH(TestVividSession,
+                       if (!QFile::exists(QStringLiteral("/dev/video0"))) return 77)
 #include "tst_vivid_session.moc"

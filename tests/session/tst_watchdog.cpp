@@ -15,7 +15,7 @@ const QString goodCamera = QStringLiteral("Good Cam");
 QList<VirtualCamera::Camera> cameras()
 {
     const QList<VirtualCamera::Format> formats = {
-            {1920, 1080, 60, "YUY2"}, {1280, 720, 30, "YUY2"}, {640, 480, 30, "NV12"}};
+        {1920, 1080, 60, "YUY2"}, {1280, 720, 30, "YUY2"}, {640, 480, 30, "NV12"}};
     return {{silentCamera, true, false, formats}, {goodCamera, false, true, formats}};
 }
 
@@ -92,10 +92,13 @@ void TestWatchdog::silentCameraIsRetriedThenGivenUp()
     QVERIFY2(near(firstRetry, 4000), qPrintable(log));
     QVERIFY2(near(secondRetry, 8300), qPrintable(log));
     QVERIFY2(near(givenUp, 12600), qPrintable(log));
-    QVERIFY2(near(badge.firstTimeOf(QStringLiteral("●  正在启动"), firstRetry), 4800), qPrintable(log));
+    QVERIFY2(near(badge.firstTimeOf(QStringLiteral("●  正在启动"), firstRetry), 4800),
+             qPrintable(log));
 
-    QVERIFY(near(status.firstTimeOf(QStringLiteral("尚未收到画面，正在重新建立摄像头连接（1/2）…")), 4000));
-    QVERIFY(near(status.firstTimeOf(QStringLiteral("尚未收到画面，正在重新建立摄像头连接（2/2）…")), 8300));
+    QVERIFY(near(status.firstTimeOf(QStringLiteral("尚未收到画面，正在重新建立摄像头连接（1/2）…")),
+                 4000));
+    QVERIFY(near(status.firstTimeOf(QStringLiteral("尚未收到画面，正在重新建立摄像头连接（2/2）…")),
+                 8300));
     // The second retry runs with the compatible format, which arms the format check 3000 ms on.
     QVERIFY(near(status.firstTimeOf(QStringLiteral("当前格式没有收到画面，请改回“自动（推荐）”。")),
                  12100));
@@ -115,7 +118,8 @@ void TestWatchdog::formatChangeWarnsWhenNoFrameComes()
     MainWindowTestAccess access(window);
     QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  等待画面"), startTimeoutMs);
 
-    access.formatCombo()->setCurrentIndex(access.formatCombo()->findText(QStringLiteral("640 × 480   30 fps")));
+    access.formatCombo()->setCurrentIndex(
+        access.formatCombo()->findText(QStringLiteral("640 × 480   30 fps")));
     QElapsedTimer clock;
     clock.start();
     const QString warning = QStringLiteral("当前格式没有收到画面，请改回“自动（推荐）”。");
@@ -147,7 +151,7 @@ void TestWatchdog::switchingCameraCancelsScheduledRetry()
     MainWindowTestAccess access(window);
     QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  正在重试"), 8000);
     QVERIFY(!access.camera()); // torn down during the pause
-    access.toggleCamera();     // nothing to toggle
+    access.toggleCamera(); // nothing to toggle
     QVERIFY(!access.camera());
 
     access.deviceCombo()->setCurrentIndex(access.deviceCombo()->findText(goodCamera));

@@ -186,8 +186,6 @@ void TestVirtualCamera::listsEveryConfiguredFormat()
     }
 }
 
-
-
 void TestVirtualCamera::pictureRevealsMirroringAndFlipping()
 {
     Preview preview(cameraNamed(frontName),
@@ -213,11 +211,6 @@ void TestVirtualCamera::pictureRevealsMirroringAndFlipping()
     QVERIFY2(qBlue(topRight) > qRed(topRight) + 100 && qBlue(topRight) > qGreen(topRight) + 100,
              "top right is not blue");
 }
-
-
-
-
-
 
 int main(int argc, char *argv[])
 {

@@ -20,7 +20,7 @@ BadgeHistory::~BadgeHistory()
 void BadgeHistory::polish(QWidget *widget)
 {
     if (widget == badge) {
-        const Entry entry{clock.elapsed(), badge->text(), badge->property("state").toString()};
+        const Entry entry {clock.elapsed(), badge->text(), badge->property("state").toString()};
         // Setting the same text and state again is not a new entry.
         if (log.constLast().text != entry.text || log.constLast().state != entry.state)
             log.append(entry);

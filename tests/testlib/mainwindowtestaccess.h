@@ -17,8 +17,7 @@ class MainWindowTestAccess
 public:
     explicit MainWindowTestAccess(MainWindow &window)
         : w(window)
-    {
-    }
+    { }
 
     VideoPreviewWidget *preview() const { return w.preview; }
     QComboBox *deviceCombo() const { return w.deviceCombo; }

@@ -11,8 +11,7 @@ class VideoPreviewWidgetTestAccess
 public:
     explicit VideoPreviewWidgetTestAccess(VideoPreviewWidget &widget)
         : w(widget)
-    {
-    }
+    { }
 
     QGraphicsScene *scene() const { return w.scene; }
     QGraphicsView *view() const { return w.view; }
