@@ -35,42 +35,50 @@ CameraPermission::Status fromQt(Qt::PermissionStatus status)
     }
     return CameraPermission::Status::Undetermined;
 }
-} // namespace
 
-CameraPermission::Status CameraPermission::check()
+CameraPermission::Status platformCheck()
 {
-    if (checkerForTesting)
-        return checkerForTesting();
     return fromQt(qApp->checkPermission(QCameraPermission {}));
 }
 
-void CameraPermission::request(QObject *context, std::function<void(Status)> handler)
+void platformRequest(QObject *context, std::function<void(CameraPermission::Status)> handler)
 {
-    if (requesterForTesting)
-        return requesterForTesting(context, std::move(handler));
     qApp->requestPermission(QCameraPermission {}, context,
                             [handler = std::move(handler)](const QPermission &permission) {
                                 handler(fromQt(permission.status()));
                             });
 }
+} // namespace
 
 #else
 
+namespace {
+CameraPermission::Status platformCheck()
+{
+    return CameraPermission::Status::Granted;
+}
+
+void platformRequest(QObject *context, std::function<void(CameraPermission::Status)> handler)
+{
+    QTimer::singleShot(
+        0, context, [handler = std::move(handler)] { handler(CameraPermission::Status::Granted); });
+}
+} // namespace
+
+#endif
+
 CameraPermission::Status CameraPermission::check()
 {
-    if (checkerForTesting)
-        return checkerForTesting();
-    return Status::Granted;
+    return checkerForTesting ? checkerForTesting() : platformCheck();
 }
 
 void CameraPermission::request(QObject *context, std::function<void(Status)> handler)
 {
     if (requesterForTesting)
-        return requesterForTesting(context, std::move(handler));
-    QTimer::singleShot(0, context, [handler = std::move(handler)] { handler(Status::Granted); });
+        requesterForTesting(context, std::move(handler));
+    else
+        platformRequest(context, std::move(handler));
 }
-
-#endif
 
 void MainWindow::requestCameraPermission()
 {

@@ -11,28 +11,32 @@
 #include <QSignalBlocker>
 #include <QWidget>
 
+#include <algorithm>
+
 namespace {
 // The cameras to offer, in the multimedia layer's order.
 QList<QCameraDevice> listedCameras()
 {
-    QList<QCameraDevice> devices = QMediaDevices::videoInputs();
+    const QList<QCameraDevice> devices = QMediaDevices::videoInputs();
 #if defined(Q_OS_LINUX) && QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
     // Qt 6.4's GStreamer back end lists a V4L2 camera twice (its own probe and the monitor's
     // announcement) and keeps the older entry after the camera is unplugged, where it never
     // delivers a frame again. Of entries that look alike, only the newest is live.
-    for (qsizetype i = devices.size() - 1; i > 0; --i) {
-        const QCameraDevice newer = devices.at(i);
-        for (qsizetype j = i - 1; j >= 0; --j) {
-            const QCameraDevice &older = devices.at(j);
-            if (older.description() == newer.description()
-                && older.videoFormats() == newer.videoFormats()) {
-                devices.removeAt(j);
-                --i;
-            }
-        }
+    const auto looksAlike = [](const QCameraDevice &a, const QCameraDevice &b) {
+        return a.description() == b.description() && a.videoFormats() == b.videoFormats();
+    };
+    QList<QCameraDevice> live;
+    for (auto it = devices.crbegin(); it != devices.crend(); ++it) {
+        const bool newerListed =
+            std::any_of(live.cbegin(), live.cend(),
+                        [&](const QCameraDevice &newer) { return looksAlike(*it, newer); });
+        if (!newerListed)
+            live.prepend(*it);
     }
-#endif
+    return live;
+#else
     return devices;
+#endif
 }
 } // namespace
 
