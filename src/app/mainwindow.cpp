@@ -33,6 +33,10 @@ MainWindow::MainWindow(QWidget *parent)
     requestCameraPermission();
 }
 
-// Members go in reverse order of declaration: recorder, native controls, camera, then the
-// capture session; the widgets go with the QMainWindow base.
-MainWindow::~MainWindow() = default;
+// The preview sink leaves the session before the camera goes (see stopCamera). The members
+// then go in reverse order of declaration: recorder, native controls, camera, then the capture
+// session; the widgets go with the QMainWindow base.
+MainWindow::~MainWindow()
+{
+    captureSession->setVideoSink(nullptr);
+}

@@ -81,8 +81,10 @@ void MainWindow::stopCamera()
         disconnect(camera.get(), nullptr, this, nullptr);
         camera->stop();
     }
-    captureSession->setCamera(nullptr);
+    // The sink leaves first: removing a camera while the sink still holds its first frame
+    // deadlocks Qt 6.4's pipeline when the camera is renegotiating at that moment.
     captureSession->setVideoSink(nullptr);
+    captureSession->setCamera(nullptr);
     camera.reset();
     if (hadCamera)
         renewCaptureSession();

@@ -38,12 +38,24 @@ class TestHotplug : public QObject
 private slots:
     void initTestCase() { TestEnvironment::clearSettings(); }
 
+    void closingRightAfterFirstFrame();
     void burstOfChangesGivesOneRefresh();
     void unplugCurrentFallsBackToNextCamera();
     void unplugLastCameraThenReplug();
     void changeDuringPendingStartAndFormatChange();
     void replugOfSilentCameraDuringRetry();
 };
+
+// The first frame arrives while the camera is still renegotiating; taking the camera out of the
+// session at that moment used to deadlock about one time in fifteen.
+void TestHotplug::closingRightAfterFirstFrame()
+{
+    for (int i = 0; i < 30; ++i) {
+        MainWindow window;
+        MainWindowTestAccess access(window);
+        QVERIFY(waitForPreview(access));
+    }
+}
 
 void TestHotplug::burstOfChangesGivesOneRefresh()
 {
