@@ -23,15 +23,6 @@ inline bool waitForDeviceCount(int count, int timeoutMs = 5000)
                            timeoutMs);
 }
 
-inline QByteArray idOf(const QString &description)
-{
-    const QList<QCameraDevice> devices = QMediaDevices::videoInputs();
-    for (const QCameraDevice &device : devices) {
-        if (device.description() == description)
-            return device.id();
-    }
-    return {};
-}
 // Consecutive repeats folded into one.
 inline QStringList collapsed(const QStringList &texts)
 {

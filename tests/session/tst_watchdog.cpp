@@ -65,7 +65,6 @@ private slots:
 
     void silentCameraIsRetriedThenGivenUp();
     void formatChangeWarnsWhenNoFrameComes();
-    void userStopPreventsRetry();
     void switchingCameraCancelsScheduledRetry();
     void vanishedCameraWaitsForReconnection();
 };
@@ -85,23 +84,26 @@ void TestWatchdog::silentCameraIsRetriedThenGivenUp()
                           "●  正在重试", "●  正在启动", "●  等待画面", "●  无视频画面"}));
     QCOMPARE(badge.entries().constLast().state, QStringLiteral("error"));
 
-    // Prepared at 0, started at 500; retries at 4000 and 8300; given up at 12600.
+    // Prepared at 0, started at 500; retries at 4000 and 8300; given up at 12600. Each step is
+    // timed from the one before, so a slow pipeline start does not add up.
     const qint64 firstRetry = badge.firstTimeOf(QStringLiteral("●  正在重试"));
+    const qint64 restart = badge.firstTimeOf(QStringLiteral("●  正在启动"), firstRetry);
     const qint64 secondRetry = badge.firstTimeOf(QStringLiteral("●  正在重试"), firstRetry + 1000);
     const qint64 givenUp = badge.firstTimeOf(QStringLiteral("●  无视频画面"));
     QVERIFY2(near(firstRetry, 4000), qPrintable(log));
-    QVERIFY2(near(secondRetry, 8300), qPrintable(log));
-    QVERIFY2(near(givenUp, 12600), qPrintable(log));
-    QVERIFY2(near(badge.firstTimeOf(QStringLiteral("●  正在启动"), firstRetry), 4800),
-             qPrintable(log));
+    QVERIFY2(near(restart - firstRetry, 800, 400), qPrintable(log));
+    QVERIFY2(near(secondRetry - firstRetry, 4300), qPrintable(log));
+    QVERIFY2(near(givenUp - secondRetry, 4300), qPrintable(log));
 
-    QVERIFY(near(status.firstTimeOf(QStringLiteral("尚未收到画面，正在重新建立摄像头连接（1/2）…")),
-                 4000));
-    QVERIFY(near(status.firstTimeOf(QStringLiteral("尚未收到画面，正在重新建立摄像头连接（2/2）…")),
-                 8300));
+    const auto statusNear = [&](const QString &text, qint64 expected) {
+        return near(status.firstTimeOf(text), expected, 400);
+    };
+    QVERIFY(statusNear(QStringLiteral("尚未收到画面，正在重新建立摄像头连接（1/2）…"), firstRetry));
+    QVERIFY(
+        statusNear(QStringLiteral("尚未收到画面，正在重新建立摄像头连接（2/2）…"), secondRetry));
     // The second retry runs with the compatible format, which arms the format check 3000 ms on.
-    QVERIFY(near(status.firstTimeOf(QStringLiteral("当前格式没有收到画面，请改回“自动（推荐）”。")),
-                 12100));
+    QVERIFY(
+        statusNear(QStringLiteral("当前格式没有收到画面，请改回“自动（推荐）”。"), givenUp - 500));
     QCOMPARE(access.status(), QStringLiteral("USB 摄像头没有返回画面，请重新插拔后再试。"));
     QCOMPARE(access.formatCombo()->currentText(), QStringLiteral("1280 × 720   30 fps"));
     QCOMPARE(access.camera()->cameraFormat().resolution(), QSize(1280, 720));
@@ -116,7 +118,8 @@ void TestWatchdog::formatChangeWarnsWhenNoFrameComes()
 {
     MainWindow window;
     MainWindowTestAccess access(window);
-    QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  等待画面"), startTimeoutMs);
+    // The camera must be open: a format picked before that is replaced when its list is filled.
+    QTRY_VERIFY_WITH_TIMEOUT(access.camera() && access.camera()->isActive(), startTimeoutMs);
 
     access.formatCombo()->setCurrentIndex(
         access.formatCombo()->findText(QStringLiteral("640 × 480   30 fps")));
@@ -128,21 +131,6 @@ void TestWatchdog::formatChangeWarnsWhenNoFrameComes()
     // Only a message: the format stays and the badge is not touched.
     QCOMPARE(access.camera()->cameraFormat().resolution(), QSize(640, 480));
     QCOMPARE(access.badgeText(), QStringLiteral("●  等待画面"));
-}
-
-void TestWatchdog::userStopPreventsRetry()
-{
-    MainWindow window;
-    MainWindowTestAccess access(window);
-    BadgeHistory badge(access.connectionBadge());
-    QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  等待画面"), startTimeoutMs);
-
-    access.primaryButton()->click();
-    QTRY_COMPARE(access.badgeText(), QStringLiteral("●  已停止"));
-    QTest::qWait(4500);
-    QVERIFY2(!badge.texts().contains(QStringLiteral("●  正在重试")), qPrintable(badge.describe()));
-    QCOMPARE(access.noFrameRetries(), 0);
-    QCOMPARE(access.badgeText(), QStringLiteral("●  已停止"));
 }
 
 void TestWatchdog::switchingCameraCancelsScheduledRetry()

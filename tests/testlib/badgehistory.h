@@ -2,11 +2,8 @@
 
 #include <QElapsedTimer>
 #include <QLabel>
-#include <QList>
 #include <QPointer>
 #include <QProxyStyle>
-#include <QString>
-#include <QStringList>
 
 // Records every text the connection badge is given, with the time, as it happens: the window
 // re-polishes the badge after each change, and this style sees every polish. Catches changes
@@ -29,7 +26,6 @@ public:
 
     QList<Entry> entries() const { return log; }
     QStringList texts() const;
-    qint64 elapsed() const { return clock.elapsed(); }
     // Time of the first entry with this text at or after fromMs; -1 if there is none.
     qint64 firstTimeOf(const QString &text, qint64 fromMs = 0) const;
     QString describe() const;

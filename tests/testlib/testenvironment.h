@@ -10,7 +10,6 @@ class TestEnvironment
 public:
     TestEnvironment();
 
-    QString home() const { return homeDir.path(); }
     // Application identity as the program sets it; call after the QApplication exists.
     static void setApplicationIdentity();
     static void clearSettings();

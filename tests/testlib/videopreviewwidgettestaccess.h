@@ -16,7 +16,6 @@ public:
     QGraphicsScene *scene() const { return w.scene; }
     QGraphicsView *view() const { return w.view; }
     QGraphicsVideoItem *videoItem() const { return w.videoItem; }
-    QVideoFrame latestFrame() const { return w.latestFrame; }
     bool mirrored() const { return w.mirrored; }
     bool flippedVertically() const { return w.flippedVertically; }
     int rotation() const { return w.rotation; }
