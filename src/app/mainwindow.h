@@ -57,7 +57,9 @@ private:
     void prepareDevice(const QCameraDevice &device);
     void startCamera(const QCameraDevice &device, quint64 generation, bool useCompatibleFormat);
     void stopCamera();
-    void renewCaptureSession();
+    void wireCamera();
+    void unwireCamera();
+    void setCameraFormatUnwired(const QCameraFormat &format);
     void handleVideoFrame(const QVideoFrame &frame);
     void populateFormats(const QCameraDevice &device);
     void armNoFrameWatchdog(quint64 generation);

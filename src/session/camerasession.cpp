@@ -7,6 +7,7 @@
 #include <QCamera>
 #include <QComboBox>
 #include <QLabel>
+#include <QMediaCaptureSession>
 #include <QMediaRecorder>
 #include <QPushButton>
 #include <QTimer>
@@ -33,13 +34,10 @@ void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
         return;
 
     camera = std::make_unique<QCamera>(device);
-    // The sink goes in before the camera: the other way round Qt 6.4 sometimes never
-    // delivers a frame.
-    captureSession->setVideoSink(preview->videoSink());
-    captureSession->setCamera(camera.get());
     connect(camera.get(), &QCamera::activeChanged, this, &MainWindow::updateCameraState);
     connect(camera.get(), &QCamera::errorOccurred, this, &MainWindow::showCameraError);
 
+    // The formats go on before the camera joins the pipeline, where setting one is immediate.
     populateFormats(device);
 
     if (useCompatibleFormat) {
@@ -52,6 +50,8 @@ void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
                 formatCombo->setCurrentIndex(index);
         }
     }
+
+    wireCamera();
 
     if (nativeControls) {
         nativeControls->open(device.description());
@@ -76,31 +76,51 @@ void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
 
 void MainWindow::stopCamera()
 {
-    const bool hadCamera = camera != nullptr;
     if (camera) {
         disconnect(camera.get(), nullptr, this, nullptr);
         camera->stop();
+        unwireCamera();
     }
-    // The sink leaves first: removing a camera while the sink still holds its first frame
-    // deadlocks Qt 6.4's pipeline when the camera is renegotiating at that moment.
-    captureSession->setVideoSink(nullptr);
-    captureSession->setCamera(nullptr);
     camera.reset();
-    if (hadCamera)
-        renewCaptureSession();
     frameReceived = false;
     if (preview)
         preview->clearFrame();
 }
 
-// Qt 6.4's GStreamer session stays broken once a camera in it has failed (pulled out while
-// streaming, say): the next camera delivers one frame and stops. A fresh session per camera
-// avoids that; the recorder moves over to it.
-void MainWindow::renewCaptureSession()
+void MainWindow::wireCamera()
 {
+    // The sink goes in before the camera: the other way round Qt 6.4 sometimes never
+    // delivers a frame.
+    captureSession->setVideoSink(preview->videoSink());
+    captureSession->setCamera(camera.get());
+}
+
+// The sink leaves first: removing a camera while the sink still holds its first frame deadlocks
+// Qt 6.4's pipeline when the camera is renegotiating at that moment.
+// Qt 6.4's session also stays broken once a camera in it has failed (pulled out while
+// streaming, say): the next camera delivers one frame and stops. So every unwiring ends the
+// session and the recorder moves over to a fresh one.
+void MainWindow::unwireCamera()
+{
+    captureSession->setVideoSink(nullptr);
+    captureSession->setCamera(nullptr);
     captureSession.reset();
     captureSession.emplace();
     captureSession->setRecorder(recorder.get());
+}
+
+// Qt 6.4 swaps a wired camera's format inside a pad probe and blocks this thread until the
+// stream is idle; the stream in turn waits for this thread when the sink (re)starts, which cost
+// two seconds per start on a slow machine and sometimes froze the window for good. A camera
+// outside the pipeline takes the format at once.
+void MainWindow::setCameraFormatUnwired(const QCameraFormat &format)
+{
+    const bool wired = captureSession->camera() == camera.get();
+    if (wired)
+        unwireCamera();
+    camera->setCameraFormat(format);
+    if (wired)
+        wireCamera();
 }
 
 void MainWindow::toggleCamera()

@@ -35,11 +35,11 @@ void MainWindow::selectFormat(int index)
     if (camera->isActive()) {
         camera->stop();
         frameReceived = false;
-        camera->setCameraFormat(format);
+        setCameraFormatUnwired(format);
         camera->start();
     } else {
         frameReceived = false;
-        camera->setCameraFormat(format);
+        setCameraFormatUnwired(format);
     }
 
     const quint64 generation = sessionGeneration;

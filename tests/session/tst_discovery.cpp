@@ -45,6 +45,7 @@ private slots:
     void stoppedPreviewIsNotRestartedBySwitch();
     void formatListAndManualChange();
     void lookAlikeEntriesShowOnce();
+    void slowStartingCameraNeverBlocksTheWindow();
 };
 
 void TestDiscovery::choosesCamera_data()
@@ -207,6 +208,29 @@ void TestDiscovery::lookAlikeEntriesShowOnce()
     access.deviceCombo()->setCurrentIndex(index);
     QCOMPARE(access.currentDeviceId(), newest);
     QVERIFY(waitForPreview(access));
+}
+
+// A camera whose start returns only after its stream is running, as a slow driver or a loaded
+// machine gives: the stream's sink then needs the main thread at once. A format change that
+// waited on the stream from the main thread stalled every start by two seconds, or for good.
+void TestDiscovery::slowStartingCameraNeverBlocksTheWindow()
+{
+    const QString name = QStringLiteral("Slow Cam");
+    QVERIFY(VirtualCamera::plug({name, false, true, VirtualCamera::standardFormats(), 40}));
+    QTRY_VERIFY(QMediaDevices::videoInputs().constLast().description() == name);
+    storeLastId(QMediaDevices::videoInputs().constLast().id());
+    QTest::failOnWarning(QRegularExpression(QStringLiteral("main thread blocked")));
+
+    MainWindow window;
+    MainWindowTestAccess access(window);
+    QVERIFY(waitForPreview(access));
+    QCOMPARE(access.currentDeviceName(), name);
+
+    access.formatCombo()->setCurrentIndex(
+        access.formatCombo()->findText(QStringLiteral("640 × 480   30 fps")));
+    QTRY_COMPARE_WITH_TIMEOUT(access.status(), QStringLiteral("预览正常：640 × 480"),
+                              startTimeoutMs);
+    QVERIFY(VirtualCamera::unplug(name));
 }
 
 TARVELO_TEST_MAIN_WITH(TestDiscovery, VirtualCamera::install(cameras()))

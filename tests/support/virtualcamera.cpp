@@ -66,6 +66,8 @@ QByteArray configText(const Camera &camera)
         fields << "default";
     if (!camera.deliversFrames)
         fields << "no-frames";
+    if (camera.startDelayMs > 0)
+        fields << "slow-start=" + QByteArray::number(camera.startDelayMs);
     if (!camera.formats.isEmpty()) {
         QByteArrayList formats;
         for (const Format &f : camera.formats) {

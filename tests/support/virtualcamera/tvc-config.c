@@ -109,6 +109,9 @@ TvcCameraConfig *tvc_camera_config_parse(const gchar *text, GError **error)
             config->is_default = TRUE;
         } else if (g_str_equal(option, "no-frames")) {
             config->delivers_frames = FALSE;
+        } else if (g_str_has_prefix(option, "slow-start=")) {
+            config->start_delay_ms =
+                (guint)g_ascii_strtoull(option + strlen("slow-start="), NULL, 10);
         } else if (g_str_has_prefix(option, "formats=")) {
             g_array_set_size(config->formats, 0);
             if (!parse_formats(config, option + strlen("formats="), error))
@@ -173,6 +176,7 @@ TvcCameraConfig *tvc_camera_config_copy(const TvcCameraConfig *config)
     TvcCameraConfig *copy = config_new(config->name);
     copy->is_default = config->is_default;
     copy->delivers_frames = config->delivers_frames;
+    copy->start_delay_ms = config->start_delay_ms;
     copy->serial = config->serial;
     for (guint i = 0; i < config->formats->len; ++i) {
         const TvcFormat *f = &g_array_index(config->formats, TvcFormat, i);

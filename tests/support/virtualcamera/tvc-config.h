@@ -5,11 +5,12 @@
  *
  *   list    = camera { ";" camera }
  *   camera  = name { "|" option }
- *   option  = "default" | "no-frames" | "formats=" format { "," format }
+ *   option  = "default" | "no-frames" | "slow-start=" MS | "formats=" format { "," format }
  *   format  = WIDTH "x" HEIGHT "@" FPS "/" PIXELFORMAT     (e.g. 1280x720@30/NV12)
  *
  * PIXELFORMAT is a GStreamer raw video format name (YUY2, NV12, I420, ...).
- * Without "formats=" a camera offers the standard set. */
+ * Without "formats=" a camera offers the standard set. "slow-start=" makes starting the
+ * camera take MS milliseconds more, after its stream is already running. */
 #pragma once
 
 #include <gst/gst.h>
@@ -29,6 +30,7 @@ typedef struct
     gchar *name;
     gboolean is_default;
     gboolean delivers_frames;
+    guint start_delay_ms;
     GArray *formats; /* of TvcFormat */
     guint serial; /* assigned by the provider, identifies one plugged instance */
 } TvcCameraConfig;

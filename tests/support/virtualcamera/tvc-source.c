@@ -15,10 +15,11 @@ struct _TvcSource
     gchar *camera_name;
     gboolean delivers_frames;
     gboolean unplugged;
+    guint start_delay_ms;
     gulong hold_probe;
 };
 
-enum { PROP_0, PROP_CAPS, PROP_DELIVERS_FRAMES, PROP_CAMERA_NAME };
+enum { PROP_0, PROP_CAPS, PROP_DELIVERS_FRAMES, PROP_CAMERA_NAME, PROP_START_DELAY };
 
 static GstStaticPadTemplate src_template =
     GST_STATIC_PAD_TEMPLATE("src", GST_PAD_SRC, GST_PAD_ALWAYS, GST_STATIC_CAPS("video/x-raw"));
@@ -93,7 +94,19 @@ static GstStateChangeReturn tvc_source_change_state(GstElement *element, GstStat
         }
         g_free(name);
     }
-    return GST_ELEMENT_CLASS(tvc_source_parent_class)->change_state(element, transition);
+    GstStateChangeReturn result =
+        GST_ELEMENT_CLASS(tvc_source_parent_class)->change_state(element, transition);
+
+    /* Like a driver that is slow to start streaming: the caller waits while the streaming
+     * thread already runs. */
+    if (transition == GST_STATE_CHANGE_READY_TO_PAUSED && result != GST_STATE_CHANGE_FAILURE) {
+        g_mutex_lock(&self->lock);
+        guint delay_ms = self->start_delay_ms;
+        g_mutex_unlock(&self->lock);
+        if (delay_ms)
+            g_usleep((gulong)delay_ms * 1000);
+    }
+    return result;
 }
 
 static void tvc_source_set_property(GObject *object, guint id, const GValue *value,
@@ -109,6 +122,11 @@ static void tvc_source_set_property(GObject *object, guint id, const GValue *val
         g_mutex_lock(&self->lock);
         self->delivers_frames = g_value_get_boolean(value);
         update_hold(self);
+        g_mutex_unlock(&self->lock);
+        break;
+    case PROP_START_DELAY:
+        g_mutex_lock(&self->lock);
+        self->start_delay_ms = g_value_get_uint(value);
         g_mutex_unlock(&self->lock);
         break;
     case PROP_CAMERA_NAME:
@@ -134,6 +152,11 @@ static void tvc_source_get_property(GObject *object, guint id, GValue *value, GP
     case PROP_DELIVERS_FRAMES:
         g_mutex_lock(&self->lock);
         g_value_set_boolean(value, self->delivers_frames);
+        g_mutex_unlock(&self->lock);
+        break;
+    case PROP_START_DELAY:
+        g_mutex_lock(&self->lock);
+        g_value_set_uint(value, self->start_delay_ms);
         g_mutex_unlock(&self->lock);
         break;
     case PROP_CAMERA_NAME:
@@ -200,6 +223,11 @@ static void tvc_source_class_init(TvcSourceClass *klass)
         g_param_spec_boolean("delivers-frames", "Delivers frames",
                              "FALSE: starts like a camera but never produces a frame", TRUE,
                              G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS));
+    g_object_class_install_property(
+        object_class, PROP_START_DELAY,
+        g_param_spec_uint("start-delay", "Start delay",
+                          "Milliseconds the start to streaming takes after the stream runs", 0,
+                          G_MAXUINT, 0, G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS));
     g_object_class_install_property(
         object_class, PROP_CAMERA_NAME,
         g_param_spec_string("camera-name", "Camera name", "Name used in error messages", NULL,
