@@ -4,6 +4,7 @@
 #include "controls/nativecameracontrols.h"
 
 #include <QCamera>
+#include <QMediaCaptureSession>
 #include <QMediaRecorder>
 #include <QSettings>
 
@@ -13,7 +14,7 @@ MainWindow::MainWindow(QWidget *parent)
     nativeControls = createNativeCameraControls();
 
     recorder = std::make_unique<QMediaRecorder>();
-    captureSession.emplace();
+    captureSession = std::make_unique<QMediaCaptureSession>();
     captureSession->setRecorder(recorder.get());
 
     buildUi();
@@ -33,10 +34,9 @@ MainWindow::MainWindow(QWidget *parent)
     requestCameraPermission();
 }
 
-// The preview sink leaves the session before the camera goes (see stopCamera). The members
-// then go in reverse order of declaration: recorder, native controls, camera, then the capture
-// session; the widgets go with the QMainWindow base.
+// The camera is retired as stopCamera does it: destroying it in place can deadlock Qt 6.4. The
+// members then go in reverse order of declaration; the widgets go with the QMainWindow base.
 MainWindow::~MainWindow()
 {
-    captureSession->setVideoSink(nullptr);
+    retireCamera();
 }

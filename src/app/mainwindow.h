@@ -9,7 +9,6 @@
 #include <QTimer>
 
 #include <memory>
-#include <optional>
 
 class QCamera;
 class QCheckBox;
@@ -58,8 +57,7 @@ private:
     void startCamera(const QCameraDevice &device, quint64 generation, bool useCompatibleFormat);
     void stopCamera();
     void wireCamera();
-    void unwireCamera();
-    void setCameraFormatUnwired(const QCameraFormat &format);
+    void retireCamera();
     void handleVideoFrame(const QVideoFrame &frame);
     void populateFormats(const QCameraDevice &device);
     void armNoFrameWatchdog(quint64 generation);
@@ -83,7 +81,7 @@ private:
 
     QMediaDevices mediaDevices;
     QTimer deviceChangeTimer;
-    std::optional<QMediaCaptureSession> captureSession; // renewed for every camera, see stopCamera
+    std::unique_ptr<QMediaCaptureSession> captureSession; // renewed for every camera, see retireCamera
     std::unique_ptr<QCamera> camera;
     std::unique_ptr<NativeCameraControls> nativeControls;
     std::unique_ptr<QMediaRecorder> recorder;

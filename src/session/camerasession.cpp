@@ -3,6 +3,7 @@
 #include "controls/nativecameracontrols.h"
 #include "preview/videopreviewwidget.h"
 #include "session/formats.h"
+#include "session/retiredsession.h"
 
 #include <QCamera>
 #include <QComboBox>
@@ -37,7 +38,9 @@ void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
     connect(camera.get(), &QCamera::activeChanged, this, &MainWindow::updateCameraState);
     connect(camera.get(), &QCamera::errorOccurred, this, &MainWindow::showCameraError);
 
-    // The formats go on before the camera joins the pipeline, where setting one is immediate.
+    // The formats go on before the camera joins the pipeline. Qt 6.4 swaps a wired camera's
+    // format in a pad probe and blocks this thread until the stream is idle, while a stream that
+    // has just started waits for this thread: each start stalled for seconds, or for good.
     populateFormats(device);
 
     if (useCompatibleFormat) {
@@ -79,9 +82,8 @@ void MainWindow::stopCamera()
     if (camera) {
         disconnect(camera.get(), nullptr, this, nullptr);
         camera->stop();
-        unwireCamera();
     }
-    camera.reset();
+    retireCamera();
     frameReceived = false;
     if (preview)
         preview->clearFrame();
@@ -95,32 +97,18 @@ void MainWindow::wireCamera()
     captureSession->setCamera(camera.get());
 }
 
-// The sink leaves first: removing a camera while the sink still holds its first frame deadlocks
-// Qt 6.4's pipeline when the camera is renegotiating at that moment.
-// Qt 6.4's session also stays broken once a camera in it has failed (pulled out while
-// streaming, say): the next camera delivers one frame and stops. So every unwiring ends the
-// session and the recorder moves over to a fresh one.
-void MainWindow::unwireCamera()
+// The sink leaves at once and the camera a moment later, each with its own session: Qt 6.4's
+// session stays broken once a camera in it has failed (pulled out while streaming, say), so
+// every camera gets a fresh one and the recorder moves over to it.
+void MainWindow::retireCamera()
 {
+    if (!camera)
+        return;
     captureSession->setVideoSink(nullptr);
-    captureSession->setCamera(nullptr);
-    captureSession.reset();
-    captureSession.emplace();
+    std::unique_ptr<QMediaCaptureSession> retiring = std::move(captureSession);
+    captureSession = std::make_unique<QMediaCaptureSession>();
     captureSession->setRecorder(recorder.get());
-}
-
-// Qt 6.4 swaps a wired camera's format inside a pad probe and blocks this thread until the
-// stream is idle; the stream in turn waits for this thread when the sink (re)starts, which cost
-// two seconds per start on a slow machine and sometimes froze the window for good. A camera
-// outside the pipeline takes the format at once.
-void MainWindow::setCameraFormatUnwired(const QCameraFormat &format)
-{
-    const bool wired = captureSession->camera() == camera.get();
-    if (wired)
-        unwireCamera();
-    camera->setCameraFormat(format);
-    if (wired)
-        wireCamera();
+    retireCaptureSession(std::move(retiring), std::move(camera));
 }
 
 void MainWindow::toggleCamera()

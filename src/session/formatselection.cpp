@@ -35,11 +35,11 @@ void MainWindow::selectFormat(int index)
     if (camera->isActive()) {
         camera->stop();
         frameReceived = false;
-        setCameraFormatUnwired(format);
+        camera->setCameraFormat(format);
         camera->start();
     } else {
         frameReceived = false;
-        setCameraFormatUnwired(format);
+        camera->setCameraFormat(format);
     }
 
     const quint64 generation = sessionGeneration;

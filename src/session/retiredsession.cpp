@@ -1,0 +1,44 @@
+#include "session/retiredsession.h"
+
+#include <QCamera>
+#include <QCoreApplication>
+#include <QMediaCaptureSession>
+#include <QTimer>
+
+namespace {
+// Several frame intervals of a slow camera, and well inside the 500 ms before a camera is
+// opened again, so a V4L2 device is free by then.
+constexpr int settleMs = 300;
+
+class RetiredSession : public QObject
+{
+public:
+    RetiredSession(std::unique_ptr<QMediaCaptureSession> session, std::unique_ptr<QCamera> camera)
+        : QObject(QCoreApplication::instance())
+        , session(std::move(session))
+        , camera(std::move(camera))
+    {
+    }
+    ~RetiredSession() override
+    {
+        camera.reset(); // leaves the session first
+        session.reset();
+    }
+
+private:
+    std::unique_ptr<QMediaCaptureSession> session;
+    std::unique_ptr<QCamera> camera;
+};
+} // namespace
+
+void retireCaptureSession(std::unique_ptr<QMediaCaptureSession> session,
+                          std::unique_ptr<QCamera> camera)
+{
+    auto *retired = new RetiredSession(std::move(session), std::move(camera));
+    if (!QCoreApplication::instance()) {
+        delete retired;
+        return;
+    }
+    // Whatever is left when the application ends goes with it.
+    QTimer::singleShot(settleMs, retired, [retired] { delete retired; });
+}
