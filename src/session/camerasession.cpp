@@ -97,9 +97,9 @@ void MainWindow::wireCamera()
     captureSession->setCamera(camera.get());
 }
 
-// The sink leaves at once and the camera a moment later, each with its own session: Qt 6.4's
-// session stays broken once a camera in it has failed (pulled out while streaming, say), so
-// every camera gets a fresh one and the recorder moves over to it.
+// The sink leaves at once, the camera a moment later (see retireCaptureSession). Qt 6.4's session
+// also stays broken once a camera in it has failed (pulled out while streaming, say), so every
+// camera gets a fresh one and the recorder moves over to it.
 void MainWindow::retireCamera()
 {
     if (!camera)

@@ -17,8 +17,7 @@ public:
         : QObject(QCoreApplication::instance())
         , session(std::move(session))
         , camera(std::move(camera))
-    {
-    }
+    { }
     ~RetiredSession() override
     {
         camera.reset(); // leaves the session first
