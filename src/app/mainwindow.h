@@ -81,8 +81,8 @@ private:
 
     QMediaDevices mediaDevices;
     QTimer deviceChangeTimer;
-    std::unique_ptr<QMediaCaptureSession>
-        captureSession; // renewed for every camera, see retireCamera
+    // Renewed for every camera, see retireCamera.
+    std::unique_ptr<QMediaCaptureSession> captureSession;
     std::unique_ptr<QCamera> camera;
     std::unique_ptr<NativeCameraControls> nativeControls;
     std::unique_ptr<QMediaRecorder> recorder;

@@ -18,13 +18,9 @@ public:
         , session(std::move(session))
         , camera(std::move(camera))
     { }
-    ~RetiredSession() override
-    {
-        camera.reset(); // leaves the session first
-        session.reset();
-    }
 
 private:
+    // Declared after the session, so the camera leaves it before the session ends.
     std::unique_ptr<QMediaCaptureSession> session;
     std::unique_ptr<QCamera> camera;
 };
