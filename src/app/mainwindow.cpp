@@ -4,7 +4,6 @@
 #include "controls/nativecameracontrols.h"
 
 #include <QCamera>
-#include <QMediaCaptureSession>
 #include <QMediaRecorder>
 #include <QSettings>
 

@@ -8,7 +8,6 @@
 #include <QCamera>
 #include <QComboBox>
 #include <QLabel>
-#include <QMediaCaptureSession>
 #include <QMediaRecorder>
 #include <QPushButton>
 #include <QTimer>

@@ -29,11 +29,11 @@ private:
 void retireCaptureSession(std::unique_ptr<QMediaCaptureSession> session,
                           std::unique_ptr<QCamera> camera)
 {
-    auto *retired = new RetiredSession(std::move(session), std::move(camera));
     if (!QCoreApplication::instance()) {
-        delete retired;
+        camera.reset(); // leaves the session before it ends
         return;
     }
+    auto *retired = new RetiredSession(std::move(session), std::move(camera));
     // Whatever is left when the application ends goes with it.
     QTimer::singleShot(settleMs, retired, [retired] { delete retired; });
 }
