@@ -8,7 +8,7 @@ build=${TARVELO_BUILD_DIR:-$root/build}
 "$root/scripts/build.sh"
 
 if ! compgen -G '/dev/video*' >/dev/null; then
-    export GST_PLUGIN_PATH="$build/tests/support/virtualcamera/plugin${GST_PLUGIN_PATH:+:$GST_PLUGIN_PATH}"
+    export GST_PLUGIN_PATH="$build/tools/virtualcamera/plugin/gst${GST_PLUGIN_PATH:+:$GST_PLUGIN_PATH}"
     export GST_REGISTRY_1_0="$build/tests/gst-registry-run.bin"
 fi
 export QT_MEDIA_BACKEND=gstreamer
