@@ -21,6 +21,7 @@ class QSlider;
 class QVBoxLayout;
 class QVideoFrame;
 class NativeCameraControls;
+struct NativeControl;
 class VideoPreviewWidget;
 
 class MainWindow : public QMainWindow
@@ -67,9 +68,11 @@ private:
 
     // controls/
     void rebuildHardwareControls();
+    QWidget *createControlRow(const NativeControl &control);
     void refreshExposureAndZoom();
     void applyExposureCompensation(int sliderValue);
     void applyZoom(int sliderValue);
+    QString presetGroupKey() const;
     void saveControlPreset();
     void applyControlPreset();
     void restoreInitialControls();

@@ -1,18 +1,23 @@
 #include "nativecameracontrols.h"
 
+#include <QtGlobal>
+
+// The names are the panel's row titles too, so the translation tools pick them up here; "Gamma"
+// reads the same in every language.
 const ControlDescriptor controlDescriptors[controlCount] = {
-    {Brightness, "亮度", ControlInterface::VideoProcAmp, 0},
-    {Contrast, "对比度", ControlInterface::VideoProcAmp, 1},
-    {Hue, "色相", ControlInterface::VideoProcAmp, 2},
-    {Saturation, "饱和度", ControlInterface::VideoProcAmp, 3},
-    {Sharpness, "锐度", ControlInterface::VideoProcAmp, 4},
+    {Brightness, QT_TRANSLATE_NOOP("MainWindow", "亮度"), ControlInterface::VideoProcAmp, 0},
+    {Contrast, QT_TRANSLATE_NOOP("MainWindow", "对比度"), ControlInterface::VideoProcAmp, 1},
+    {Hue, QT_TRANSLATE_NOOP("MainWindow", "色相"), ControlInterface::VideoProcAmp, 2},
+    {Saturation, QT_TRANSLATE_NOOP("MainWindow", "饱和度"), ControlInterface::VideoProcAmp, 3},
+    {Sharpness, QT_TRANSLATE_NOOP("MainWindow", "锐度"), ControlInterface::VideoProcAmp, 4},
     {Gamma, "Gamma", ControlInterface::VideoProcAmp, 5},
-    {WhiteBalance, "白平衡", ControlInterface::VideoProcAmp, 7},
-    {BacklightCompensation, "背光补偿", ControlInterface::VideoProcAmp, 8},
-    {Gain, "增益", ControlInterface::VideoProcAmp, 9},
-    {Zoom, "变焦", ControlInterface::CameraControl, 3},
-    {Exposure, "曝光", ControlInterface::CameraControl, 4},
-    {Focus, "对焦", ControlInterface::CameraControl, 6},
+    {WhiteBalance, QT_TRANSLATE_NOOP("MainWindow", "白平衡"), ControlInterface::VideoProcAmp, 7},
+    {BacklightCompensation, QT_TRANSLATE_NOOP("MainWindow", "背光补偿"),
+     ControlInterface::VideoProcAmp, 8},
+    {Gain, QT_TRANSLATE_NOOP("MainWindow", "增益"), ControlInterface::VideoProcAmp, 9},
+    {Zoom, QT_TRANSLATE_NOOP("MainWindow", "变焦"), ControlInterface::CameraControl, 3},
+    {Exposure, QT_TRANSLATE_NOOP("MainWindow", "曝光"), ControlInterface::CameraControl, 4},
+    {Focus, QT_TRANSLATE_NOOP("MainWindow", "对焦"), ControlInterface::CameraControl, 6},
 };
 
 const ControlDescriptor *findControlDescriptor(int id)

@@ -1,6 +1,7 @@
 #include "controls/v4l2cameracontrols.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <iterator>
 
@@ -160,7 +161,10 @@ void V4l2CameraControls::readControls()
         const V4l2Mapping *mapping = findMapping(descriptor.id);
         v4l2_queryctrl query {};
         query.id = mapping->valueControl;
-        if (io->ioctl(fd, VIDIOC_QUERYCTRL, &query) != 0 || (query.flags & V4L2_CTRL_FLAG_DISABLED)
+        // A read-only control cannot be adjusted; an inactive or grabbed one can be again later,
+        // so it stays listed and only its writes are refused.
+        if (io->ioctl(fd, VIDIOC_QUERYCTRL, &query) != 0
+            || (query.flags & (V4L2_CTRL_FLAG_DISABLED | V4L2_CTRL_FLAG_READ_ONLY))
             || !isIntegerValued(query.type) || query.maximum < query.minimum)
             continue;
         qint32 value = 0;
@@ -208,7 +212,13 @@ bool V4l2CameraControls::probeCompanion(quint32 autoControl, Entry *entry)
             item.index = quint32(mode);
             return io->ioctl(fd, VIDIOC_QUERYMENU, &item) == 0;
         };
-        if (!offered(V4L2_EXPOSURE_MANUAL))
+        // Shutter priority leaves the exposure time to the user, so a camera found in it keeps
+        // it as its manual mode and goes back to it on a restore.
+        if (current == V4L2_EXPOSURE_SHUTTER_PRIORITY)
+            entry->manualMode = V4L2_EXPOSURE_SHUTTER_PRIORITY;
+        else if (offered(V4L2_EXPOSURE_MANUAL))
+            entry->manualMode = V4L2_EXPOSURE_MANUAL;
+        else
             return false;
         // Keep the device's own automatic mode when it is in one; otherwise prefer full auto.
         if (isAutomaticExposureMode(current))
@@ -219,7 +229,6 @@ bool V4l2CameraControls::probeCompanion(quint32 autoControl, Entry *entry)
             entry->automaticMode = V4L2_EXPOSURE_APERTURE_PRIORITY;
         else
             return false;
-        entry->manualMode = V4L2_EXPOSURE_MANUAL;
         entry->control.automatic = isAutomaticExposureMode(current);
         return true;
     }
@@ -244,17 +253,44 @@ bool V4l2CameraControls::readControl(quint32 id, qint32 *value)
     return true;
 }
 
-// On success *value holds what the driver applied: V4L2 clamps to the range and rounds to the
-// step instead of refusing.
+// On success *value holds what the driver applied: V4L2 rounds to the step.
 bool V4l2CameraControls::writeControl(quint32 id, qint32 *value)
 {
     v4l2_control control {};
     control.id = id;
     control.value = *value;
-    if (io->ioctl(fd, VIDIOC_S_CTRL, &control) != 0)
+    if (request(VIDIOC_S_CTRL, &control) != 0)
         return false;
     *value = control.value;
     return true;
+}
+
+int V4l2CameraControls::request(unsigned long code, void *argument)
+{
+    if (fd < 0) {
+        errno = EBADF;
+        return -1;
+    }
+    const int result = io->ioctl(fd, code, argument);
+    // The camera is gone: let go of the node so the kernel can free it for the camera's return.
+    if (result != 0 && errno == ENODEV)
+        closeDevice();
+    return result;
+}
+
+// The driver stores a value for an inactive control without applying it, and a grabbed one is
+// busy: neither is the camera accepting the value.
+bool V4l2CameraControls::isWritable(quint32 id)
+{
+    v4l2_queryctrl query {};
+    query.id = id;
+    return request(VIDIOC_QUERYCTRL, &query) == 0
+        && !(query.flags & (V4L2_CTRL_FLAG_INACTIVE | V4L2_CTRL_FLAG_GRABBED));
+}
+
+bool V4l2CameraControls::writeValue(const Entry &entry, qint32 *value)
+{
+    return isWritable(entry.valueControl) && writeControl(entry.valueControl, value);
 }
 
 bool V4l2CameraControls::writeMode(const Entry &entry, bool automatic)
@@ -295,10 +331,13 @@ bool V4l2CameraControls::setValue(int id, int value)
         return writeControl(mapping->valueControl, &applied);
     }
 
+    // V4L2 would clamp a value out of range where a UVC camera on Windows refuses it.
+    if (value < entry->control.minimum || value > entry->control.maximum)
+        return false;
     // Manual first: while the companion is automatic, drivers ignore or refuse the value.
     if (entry->autoControl && !writeMode(*entry, false))
         return false;
-    if (!writeControl(entry->valueControl, &applied)) {
+    if (!writeValue(*entry, &applied)) {
         if (entry->autoControl && entry->control.automatic)
             writeMode(*entry, true);
         return false;
@@ -325,7 +364,7 @@ bool V4l2CameraControls::setAutomatic(int id, bool automatic)
     if (entry->autoControl && !writeMode(*entry, false))
         return false;
     qint32 applied = entry->control.value;
-    if (!writeControl(entry->valueControl, &applied)) {
+    if (!writeValue(*entry, &applied)) {
         if (entry->autoControl && entry->control.automatic)
             writeMode(*entry, true);
         return false;

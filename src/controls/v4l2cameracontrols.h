@@ -41,6 +41,9 @@ private:
     bool probeCompanion(quint32 autoControl, Entry *entry);
     bool readControl(quint32 id, qint32 *value);
     bool writeControl(quint32 id, qint32 *value);
+    int request(unsigned long code, void *argument);
+    bool isWritable(quint32 id);
+    bool writeValue(const Entry &entry, qint32 *value);
     bool writeMode(const Entry &entry, bool automatic);
     Entry *findEntry(int id);
 

@@ -6,6 +6,7 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <deque>
 
@@ -68,8 +69,8 @@ struct FakeNode
     }
 };
 
-// A simulated /dev answering the backend's system calls as the kernel and a UVC camera do. Like
-// the backend, it leaves errno alone: only success or failure counts.
+// A simulated /dev answering the backend's system calls as the kernel and a UVC camera do,
+// errno included.
 class FakeV4l2Io final : public V4l2DeviceIo
 {
 public:
@@ -110,8 +111,10 @@ public:
     int ioctl(int fd, unsigned long request, void *argument) override
     {
         FakeNode *node = descriptors.value(fd);
+        if (!node)
+            return fail(EBADF);
         if (node->gone)
-            return -1;
+            return fail(ENODEV);
         auto *capability = static_cast<v4l2_capability *>(argument);
         auto *value = static_cast<v4l2_control *>(argument);
         FakeControl *c = node->find(value->id); // every control request starts with the id
@@ -127,26 +130,32 @@ public:
             return 0;
         case VIDIOC_QUERYCTRL:
             if (!c)
-                return -1;
+                return fail(EINVAL);
             *static_cast<v4l2_queryctrl *>(argument) = {
                 c->id, c->type, {}, c->minimum, c->maximum, c->step, c->value, c->flags, {}};
             return 0;
         case VIDIOC_QUERYMENU: {
             const quint32 index = static_cast<v4l2_querymenu *>(argument)->index;
-            return c && index < 32 && (c->menu >> index & 1) ? 0 : -1;
+            return c && index < 32 && (c->menu >> index & 1) ? 0 : fail(EINVAL);
         }
         case VIDIOC_G_CTRL:
             if (!c || c->unreadable)
-                return -1;
+                return fail(EINVAL);
             value->value = c->value;
             return 0;
         case VIDIOC_S_CTRL:
             return write(*node, c, value);
         }
-        return -1;
+        return fail(ENOTTY);
     }
 
 private:
+    static int fail(int error)
+    {
+        errno = error;
+        return -1;
+    }
+
     int write(FakeNode &node, FakeControl *c, v4l2_control *value)
     {
         // Automatic: a switch that is on, or exposure_auto in auto (0) or aperture priority (3).
@@ -156,7 +165,7 @@ private:
         writes.append(QString::asprintf("%s=%d%s", c ? c->name : "?", value->value,
                                         refused ? " refused" : ""));
         if (refused)
-            return -1;
+            return fail(c ? EBUSY : EINVAL);
         // The kernel's rule: clamp to the range, then round to the nearest step.
         const qint64 step = std::max(c->step, 1);
         const qint64 offset = std::clamp(value->value, c->minimum, c->maximum) - c->minimum;

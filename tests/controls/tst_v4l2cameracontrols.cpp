@@ -126,6 +126,11 @@ private slots:
 
         QTest::newRow("disabled") << set(brightness, &FakeControl::flags, V4L2_CTRL_FLAG_DISABLED)
                                   << int(Brightness) << none << none;
+        QTest::newRow("read-only") << set(brightness, &FakeControl::flags, V4L2_CTRL_FLAG_READ_ONLY)
+                                   << int(Brightness) << none << none;
+        // Inactive only for now (its automatic companion is on, or another control rules it).
+        QTest::newRow("inactive") << set(brightness, &FakeControl::flags, V4L2_CTRL_FLAG_INACTIVE)
+                                  << int(Brightness) << "亮度 -64..64/1 0(0) auto 0 0(0)" << none;
         QTest::newRow("unreadable")
             << set(brightness, &FakeControl::unreadable, true) << int(Brightness) << none << none;
         QTest::newRow("step 0") << set(brightness, &FakeControl::step, 0) << int(Brightness)
@@ -177,7 +182,7 @@ private slots:
     void changes()
     {
         QVERIFY(open());
-        QVERIFY(backend->setValue(Brightness, 100));
+        QVERIFY(backend->setValue(Brightness, 64));
         QVERIFY(backend->setValue(WhiteBalance, 4603));
         QVERIFY(backend->setValue(Exposure, 300));
         // Leaving automatic writes the last known value back, in manual mode.
@@ -188,10 +193,10 @@ private slots:
 
         // Manual first: while automatic, the camera refuses the value.
         QCOMPARE(io->writes,
-                 QStringList({"brightness=100", "wb_auto=0", "wb=4603", "exposure_auto=1",
+                 QStringList({"brightness=64", "wb_auto=0", "wb=4603", "exposure_auto=1",
                               "exposure=300", "focus_auto=0", "focus=40", "focus_auto=0",
                               "focus=100", "focus_auto=1", "focus_auto=0", "focus=100"}));
-        // V4L2 clamps and rounds instead of refusing; the record keeps what the driver applied.
+        // The record keeps what the driver applied, rounded to the step.
         QCOMPARE(line(Brightness), QStringLiteral("亮度 -64..64/1 64(0) auto 0 0(0)"));
         QCOMPARE(line(WhiteBalance), QStringLiteral("白平衡 2800..6500/10 4600(4600) auto 1 0(1)"));
         QCOMPARE(line(Exposure), QStringLiteral("曝光 3..2047/1 300(166) auto 1 0(1)"));
@@ -212,6 +217,16 @@ private slots:
         const Tweak unlisted = set(V4L2_CID_BRIGHTNESS, &FakeControl::unreadable, true);
         QTest::newRow("value refused") << refuse(V4L2_CID_BRIGHTNESS) << int(Brightness)
                                        << "value 5" << false << QStringList("brightness=5 refused");
+        // Refused like a UVC camera on Windows does, where V4L2 would clamp it.
+        QTest::newRow("value out of range")
+            << Tweak() << int(Brightness) << "value 65" << false << QStringList();
+        QTest::newRow("value of an inactive control")
+            << set(V4L2_CID_BRIGHTNESS, &FakeControl::flags, V4L2_CTRL_FLAG_INACTIVE)
+            << int(Brightness) << "value 5" << false << QStringList();
+        QTest::newRow("leaving automatic, value grabbed")
+            << set(V4L2_CID_EXPOSURE_ABSOLUTE, &FakeControl::flags, V4L2_CTRL_FLAG_GRABBED)
+            << int(Exposure) << "auto off" << false
+            << QStringList({"exposure_auto=1", "exposure_auto=3"});
         // The automatic mode the record still shows is put back.
         QTest::newRow("value refused after the manual switch")
             << refuse(V4L2_CID_EXPOSURE_ABSOLUTE) << int(Exposure) << "value 300" << false
@@ -247,6 +262,7 @@ private slots:
                  result);
         QCOMPARE(io->writes, writes);
         QCOMPARE(describe(backend->controls()), before);
+        QCOMPARE(io->descriptors.size(), 1); // a refusal is no reason to let go of the camera
     }
 
     void lifetime()
@@ -291,10 +307,11 @@ private slots:
         const QStringList before = describe(backend->controls());
         io->nodes.front().gone = true;
         QVERIFY(!backend->setValue(Brightness, 5));
+        QVERIFY(io->descriptors.isEmpty()); // let go at once, so the kernel can free the node
         QVERIFY(!backend->setAutomatic(Focus, false));
         QCOMPARE(describe(backend->controls()), before);
-        QVERIFY(!backend->open(QStringLiteral("Cam A")));
-        QVERIFY(io->descriptors.isEmpty()); // the stale descriptor closed all the same
+        io->nodes.front().gone = false;
+        QVERIFY(backend->open(QStringLiteral("Cam A")));
     }
 
 private:

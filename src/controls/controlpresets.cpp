@@ -1,0 +1,129 @@
+#include "app/mainwindow.h"
+
+#include "controls/nativecameracontrols.h"
+
+#include <QLabel>
+#include <QSettings>
+
+namespace {
+QString valueKey(int id)
+{
+    return QString::number(id) + QStringLiteral("/value");
+}
+
+QString automaticKey(int id)
+{
+    return QString::number(id) + QStringLiteral("/automatic");
+}
+
+// A control whose value and automatic switch were both refused is named once.
+void addFailure(QStringList &failed, const QString &name)
+{
+    if (!failed.contains(name, Qt::CaseSensitive))
+        failed.append(name);
+}
+} // namespace
+
+QString MainWindow::presetGroupKey() const
+{
+    // Keyed by the description alone, so a camera finds its preset again on another port.
+    const QByteArray encoded = currentDeviceName.toUtf8().toBase64(
+        QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
+    return QStringLiteral("cameraPresets/%1").arg(QString::fromLatin1(encoded));
+}
+
+void MainWindow::saveControlPreset()
+{
+    if (!nativeControls || currentDeviceName.isEmpty())
+        return;
+
+    const QList<NativeControl> list = nativeControls->controls();
+    QSettings settings;
+    settings.beginGroup(presetGroupKey());
+    // Controls the camera no longer lists must not survive from an earlier save.
+    settings.remove(QString());
+    settings.setValue(QStringLiteral("deviceName"), currentDeviceName);
+    for (const NativeControl &control : list) {
+        settings.setValue(valueKey(control.id), qint64(control.value));
+        settings.setValue(automaticKey(control.id), control.automatic);
+    }
+    settings.endGroup();
+    settings.sync();
+
+    if (settings.status() != QSettings::NoError) {
+        statusCard->setText(tr("保存失败：无法写入本机设置"));
+        return;
+    }
+    statusCard->setText(tr("保存成功：已保存“%1”的 %2 项参数")
+                            .arg(currentDeviceName, QString::number(list.size())));
+}
+
+void MainWindow::applyControlPreset()
+{
+    if (!nativeControls || currentDeviceName.isEmpty())
+        return;
+
+    QSettings settings;
+    settings.beginGroup(presetGroupKey());
+    if (!settings.contains(QStringLiteral("deviceName"))) {
+        settings.endGroup();
+        statusCard->setText(tr("当前摄像头还没有已保存的设置"));
+        return;
+    }
+
+    QStringList failed;
+    int applied = 0;
+    for (const NativeControl &control : nativeControls->controls()) {
+        if (!settings.contains(valueKey(control.id)))
+            continue;
+        const auto value = qint32(settings.value(valueKey(control.id)).toLongLong());
+        const bool automatic = settings.value(automaticKey(control.id), false).toBool();
+
+        // The value goes first: it puts the control into manual mode, which a stored automatic
+        // flag then switches back.
+        if (nativeControls->setValue(control.id, value))
+            ++applied;
+        else
+            failed.append(control.name);
+        if (control.supportsAutomatic && automatic
+            && !nativeControls->setAutomatic(control.id, true))
+            addFailure(failed, control.name);
+    }
+    settings.endGroup();
+    rebuildHardwareControls();
+
+    if (!failed.isEmpty()) {
+        statusCard->setText(tr("部分参数未应用：%1（成功 %2 项）")
+                                .arg(failed.join(QStringLiteral("、")))
+                                .arg(applied));
+        return;
+    }
+    statusCard->setText(tr("应用成功：已更新 %1 项参数").arg(applied));
+}
+
+void MainWindow::restoreInitialControls()
+{
+    if (!nativeControls)
+        return;
+
+    QStringList failed;
+    int restored = 0;
+    for (const NativeControl &control : nativeControls->controls()) {
+        if (nativeControls->setValue(control.id, control.initialValue))
+            ++restored;
+        else
+            failed.append(control.name);
+        if (control.supportsAutomatic
+            && !nativeControls->setAutomatic(control.id, control.initialAutomatic))
+            addFailure(failed, control.name);
+    }
+    rebuildHardwareControls();
+
+    if (!failed.isEmpty()) {
+        statusCard->setText(tr("部分参数未恢复：%1（成功 %2 项）")
+                                .arg(failed.join(QStringLiteral("、")))
+                                .arg(restored));
+        return;
+    }
+    statusCard->setText(tr("恢复成功：已恢复 %1 项初始设置").arg(restored));
+}
