@@ -1,13 +1,18 @@
 #pragma once
 
 #include "app/mainwindow.h"
+#include "controls/nativecameracontrols.h"
 
 #include <QCamera>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
 #include <QPushButton>
+#include <QSlider>
 #include <QTabWidget>
+#include <QVBoxLayout>
+
+#include <memory>
 
 // The tests' one way into MainWindow's private state.
 class MainWindowTestAccess
@@ -45,6 +50,19 @@ public:
     QString status() const { return w.statusCard->text(); }
 
     void refreshDevices() { w.refreshDevices(); }
+
+    // Hardware controls panel and presets.
+    QVBoxLayout *colorExposureLayout() const { return w.colorExposureLayout; }
+    QVBoxLayout *lensControlsLayout() const { return w.lensControlsLayout; }
+    QWidget *presetButtonsRow() const { return w.presetButtonsRow; }
+    QWidget *zoomGroup() const { return w.zoomSlider->parentWidget(); }
+    void useNativeControls(std::unique_ptr<NativeCameraControls> controls, const QString &device)
+    {
+        w.nativeControls = std::move(controls);
+        w.currentDeviceName = device;
+        w.rebuildHardwareControls();
+    }
+    QString presetGroupKey() const { return w.presetGroupKey(); }
     void toggleCamera() { w.toggleCamera(); }
 
 private:
