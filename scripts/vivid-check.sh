@@ -31,9 +31,8 @@ fi
 
 rig=${VIVID_RIG:-}
 if [ -z "$rig" ]; then
-    for candidate in "$root/../shared/rigs/vivid-vm/run.sh" /work/shared/rigs/vivid-vm/run.sh; do
-        [ -x "$candidate" ] && rig=$candidate && break
-    done
+    candidate="$root/../shared/rigs/vivid-vm/run.sh"
+    [ -x "$candidate" ] && rig=$candidate
 fi
 [ -n "$rig" ] && [ -x "$rig" ] || fail "vivid rig not found (shared/rigs/vivid-vm/run.sh; or set VIVID_RIG)"
 

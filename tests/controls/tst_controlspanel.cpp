@@ -4,10 +4,10 @@
 #include "controls/v4l2cameracontrols.h"
 #include "fakev4l2device.h"
 #include "mainwindowtestaccess.h"
+#include "panelrows.h"
 #include "testmain.h"
 
 #include <QSettings>
-#include <QSpinBox>
 
 #include <functional>
 
@@ -71,33 +71,6 @@ private:
     }
 };
 
-// A label's text, or a row as "title value [auto on|off] locked hint"; "value|other" when the
-// spin box and the slider disagree.
-QStringList describe(QVBoxLayout *layout)
-{
-    QStringList lines;
-    for (int i = 0; i < layout->count(); ++i) {
-        QWidget *widget = layout->itemAt(i)->widget();
-        if (auto *label = qobject_cast<QLabel *>(widget)) {
-            lines << label->text();
-            continue;
-        }
-        const auto *spinBox = widget->findChild<QSpinBox *>();
-        const auto *slider = widget->findChild<QSlider *>();
-        const auto *automatic = widget->findChild<QCheckBox *>();
-        QString line = widget->findChild<QLabel *>()->text() + ' ' + spinBox->text();
-        if (slider->value() != spinBox->value())
-            line += '|' + QString::number(slider->value());
-        if (!automatic->isHidden())
-            line += automatic->isChecked() ? " [auto on]" : " [auto off]";
-        if (!slider->isEnabled() && !spinBox->isEnabled())
-            line += " locked";
-        if (!widget->findChildren<QLabel *>().constLast()->isHidden())
-            line += " hint";
-        lines << line;
-    }
-    return lines;
-}
 } // namespace
 
 using Action = std::function<void(QWidget *row)>;
@@ -336,13 +309,9 @@ private:
     }
     QWidget *row(int id) const
     {
-        const QString title = id == Gamma ? QStringLiteral("Gamma")
-                                          : QString::fromUtf8(findControlDescriptor(id)->name);
-        for (QLabel *label : window->findChildren<QLabel *>()) {
-            if (label->text() == title && label->buddy())
-                return label->parentWidget();
-        }
-        return nullptr;
+        return findRow(window.get(),
+                       id == Gamma ? QStringLiteral("Gamma")
+                                   : QString::fromUtf8(findControlDescriptor(id)->name));
     }
     void click(const QString &text)
     {

@@ -50,10 +50,11 @@ private slots:
     {
         QVERIFY(backend->setValue(Hue, -100));
         QCOMPARE(device(V4L2_CID_HUE), -100);
-        // The driver clamps; the record keeps what it applied.
-        QVERIFY(backend->setValue(Contrast, 300));
-        QCOMPARE(device(V4L2_CID_CONTRAST), 255);
-        QCOMPARE(record(Contrast).value, 255);
+        // Refused as a UVC camera on Windows refuses it, where the driver would clamp.
+        const int contrast = device(V4L2_CID_CONTRAST);
+        QVERIFY(!backend->setValue(Contrast, 300));
+        QCOMPARE(device(V4L2_CID_CONTRAST), contrast);
+        QCOMPARE(record(Contrast).value, contrast);
         QVERIFY(!backend->setValue(Zoom, 5)); // vivid has none
 
         QVERIFY(backend->setAutomatic(Gain, true));

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QSlider>
+#include <QSpinBox>
+#include <QStringList>
+#include <QVBoxLayout>
+
+// A label's text, or a row as "title value [auto on|off] locked hint"; "value|other" when the
+// spin box and the slider disagree.
+inline QStringList describe(QVBoxLayout *layout)
+{
+    QStringList lines;
+    for (int i = 0; i < layout->count(); ++i) {
+        QWidget *widget = layout->itemAt(i)->widget();
+        if (auto *label = qobject_cast<QLabel *>(widget)) {
+            lines << label->text();
+            continue;
+        }
+        const auto *spinBox = widget->findChild<QSpinBox *>();
+        const auto *slider = widget->findChild<QSlider *>();
+        const auto *automatic = widget->findChild<QCheckBox *>();
+        QString line = widget->findChild<QLabel *>()->text() + ' ' + spinBox->text();
+        if (slider->value() != spinBox->value())
+            line += '|' + QString::number(slider->value());
+        if (!automatic->isHidden())
+            line += automatic->isChecked() ? " [auto on]" : " [auto off]";
+        if (!slider->isEnabled() && !spinBox->isEnabled())
+            line += " locked";
+        if (!widget->findChildren<QLabel *>().constLast()->isHidden())
+            line += " hint";
+        lines << line;
+    }
+    return lines;
+}
+
+// The row whose title is `title`.
+inline QWidget *findRow(QWidget *window, const QString &title)
+{
+    for (QLabel *label : window->findChildren<QLabel *>()) {
+        if (label->text() == title && label->buddy())
+            return label->parentWidget();
+    }
+    return nullptr;
+}
