@@ -26,6 +26,7 @@ MainWindow::MainWindow(QWidget *parent)
     deviceChangeTimer.setSingleShot(true);
     deviceChangeTimer.setInterval(700);
     connect(&deviceChangeTimer, &QTimer::timeout, this, &MainWindow::refreshDevices);
+    watchForStalls();
 
     connect(&mediaDevices, &QMediaDevices::videoInputsChanged, this,
             &MainWindow::handleDeviceChange);

@@ -63,6 +63,8 @@ private:
     void populateFormats(const QCameraDevice &device);
     void armNoFrameWatchdog(quint64 generation);
     void recoverFromMissingFrames(quint64 generation);
+    void watchForStalls();
+    void recoverFromStall();
     void setConnectionBadge(const QString &text, const QString &state);
     static void clearLayout(QLayout *layout);
 
@@ -84,6 +86,8 @@ private:
 
     QMediaDevices mediaDevices;
     QTimer deviceChangeTimer;
+    // Restarted by every frame; runs out when a stream falls silent after it delivered.
+    QTimer stallTimer;
     // Renewed for every camera, see retireCamera.
     std::unique_ptr<QMediaCaptureSession> captureSession;
     std::unique_ptr<QCamera> camera;

@@ -145,16 +145,31 @@ void MainWindow::showCameraError()
     statusCard->setText(tr("摄像头错误：%1").arg(camera->errorString()));
 }
 
+namespace {
+// Decoders and drivers may pad a frame to whole macroblocks (1920 × 1080 arrives as 1920 × 1088).
+bool withinPadding(int frameSize, int formatSize)
+{
+    constexpr int block = 64;
+    return frameSize >= formatSize && frameSize <= (formatSize + block - 1) / block * block;
+}
+
+bool isOfFormat(const QVideoFrame &frame, const QCameraFormat &format)
+{
+    return format.isNull()
+        || (withinPadding(frame.width(), format.resolution().width())
+            && withinPadding(frame.height(), format.resolution().height()));
+}
+} // namespace
+
 void MainWindow::handleVideoFrame(const QVideoFrame &frame)
 {
-    if (frameReceived || !frame.isValid() || !camera)
-        return;
     // Qt shows a preroll frame from a camera that was wired but not started, and frames of the
     // previous format can still be queued after a format change: neither means a working preview.
-    if (!camera->isActive())
+    if (!frame.isValid() || !camera || !camera->isActive()
+        || !isOfFormat(frame, camera->cameraFormat()))
         return;
-    const QCameraFormat format = camera->cameraFormat();
-    if (!format.isNull() && format.resolution() != frame.size())
+    stallTimer.start();
+    if (frameReceived)
         return;
     frameReceived = true;
     setConnectionBadge(tr("●  预览正常"), QStringLiteral("ready"));

@@ -35,6 +35,24 @@ void MainWindow::armNoFrameWatchdog(quint64 generation)
     });
 }
 
+void MainWindow::watchForStalls()
+{
+    stallTimer.setSingleShot(true);
+    stallTimer.setInterval(noFrameTimeoutMs);
+    connect(&stallTimer, &QTimer::timeout, this, &MainWindow::recoverFromStall);
+}
+
+// Qt 6.4's GStreamer back end reports no error when a stream dies after its first frames, so a
+// stream that falls silent gets the retries of one that never delivered. Stopping, a format
+// change and a device change all clear frameReceived, so none of them counts as a stall.
+void MainWindow::recoverFromStall()
+{
+    if (!camera || !previewRequested || !frameReceived)
+        return;
+    frameReceived = false;
+    recoverFromMissingFrames(sessionGeneration);
+}
+
 void MainWindow::recoverFromMissingFrames(quint64 generation)
 {
     if (generation != sessionGeneration || currentDeviceId.isEmpty())

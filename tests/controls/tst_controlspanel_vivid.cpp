@@ -6,33 +6,20 @@
 #include "mainwindowtestaccess.h"
 #include "panelrows.h"
 #include "testmain.h"
+#include "vividdriver.h"
 
-#include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 
 #include <climits>
 
 namespace {
-// The node the driver has now: after a rebind it may come back under another number.
-QString vividNode()
-{
-    const QStringList names = QDir(QStringLiteral("/sys/class/video4linux")).entryList();
-    for (const QString &name : names) {
-        QFile card(QStringLiteral("/sys/class/video4linux/%1/name").arg(name));
-        if (card.open(QIODevice::ReadOnly) && card.readAll().trimmed().endsWith("-vid-cap"))
-            return QStringLiteral("/dev/") + name;
-    }
-    return {};
-}
-
 // "brightness,gain" → {"brightness": 200, "gain": 42}, as the driver reports them.
 QMap<QString, int> driverValues(const QString &names)
 {
     QProcess ctl;
     ctl.start(QStringLiteral("v4l2-ctl"),
-              {QStringLiteral("-d"), vividNode(), QStringLiteral("-C"), names});
+              {QStringLiteral("-d"), VividDriver::captureNode(), QStringLiteral("-C"), names});
     ctl.waitForFinished(10000);
     QMap<QString, int> values;
     static const QRegularExpression line(QStringLiteral("^(\\w+): (-?\\d+)$"),
@@ -48,13 +35,6 @@ QMap<QString, int> driverValues(const QString &names)
 int driverValue(const QString &name)
 {
     return driverValues(name).value(name, INT_MIN);
-}
-
-bool setDriverBound(bool bound)
-{
-    QFile control(bound ? QStringLiteral("/sys/bus/platform/drivers/vivid/bind")
-                        : QStringLiteral("/sys/bus/platform/drivers/vivid/unbind"));
-    return control.open(QIODevice::WriteOnly) && control.write("vivid.0") > 0;
 }
 
 void drag(QSlider *slider, int to)
@@ -79,7 +59,9 @@ void TestControlsPanelVivid::editSaveApplyRestoreAndReplug()
 {
     QTRY_VERIFY_WITH_TIMEOUT(!QMediaDevices::videoInputs().isEmpty(), 60000);
     // The driver's own default, whatever an earlier check left.
-    QVERIFY(QProcess::execute("v4l2-ctl", {"-d", vividNode(), "-c", "gain_automatic=1"}) == 0);
+    QVERIFY(
+        QProcess::execute("v4l2-ctl", {"-d", VividDriver::captureNode(), "-c", "gain_automatic=1"})
+        == 0);
     const QMap<QString, int> opening = driverValues(QStringLiteral("brightness,gain_automatic"));
     QCOMPARE(opening.value(QStringLiteral("gain_automatic")), 1);
 
@@ -127,10 +109,10 @@ void TestControlsPanelVivid::editSaveApplyRestoreAndReplug()
 
     // Unplugged and back: the rebuilt panel edits the new device.
     BadgeHistory badge(access.connectionBadge());
-    QVERIFY(setDriverBound(false));
+    QVERIFY(VividDriver::setBound(false));
     QTRY_VERIFY_WITH_TIMEOUT(badge.texts().contains(QStringLiteral("●  设备变化")), 30000);
     QTest::qWait(3000);
-    QVERIFY(setDriverBound(true));
+    QVERIFY(VividDriver::setBound(true));
     QTRY_COMPARE_WITH_TIMEOUT(badge.entries().constLast().text, QStringLiteral("●  预览正常"),
                               60000);
     QTRY_VERIFY_WITH_TIMEOUT(findRow(&window, "亮度"), 10000);
@@ -138,5 +120,5 @@ void TestControlsPanelVivid::editSaveApplyRestoreAndReplug()
     QCOMPARE(driverValue("brightness"), 77);
 }
 
-TARVELO_TEST_MAIN_WITH(TestControlsPanelVivid, if (vividNode().isEmpty()) return 77)
+TARVELO_TEST_MAIN_WITH(TestControlsPanelVivid, if (VividDriver::captureNode().isEmpty()) return 77)
 #include "tst_controlspanel_vivid.moc"

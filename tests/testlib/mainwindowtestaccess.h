@@ -11,6 +11,7 @@
 #include <QSlider>
 #include <QTabWidget>
 #include <QVBoxLayout>
+#include <QVideoFrame>
 
 #include <memory>
 
@@ -64,6 +65,7 @@ public:
     }
     QString presetGroupKey() const { return w.presetGroupKey(); }
     void toggleCamera() { w.toggleCamera(); }
+    void handleVideoFrame(const QVideoFrame &frame) { w.handleVideoFrame(frame); }
 
 private:
     MainWindow &w;

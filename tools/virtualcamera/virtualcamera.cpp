@@ -68,6 +68,8 @@ QByteArray configText(const Camera &camera)
         fields << "no-frames";
     if (camera.startDelayMs > 0)
         fields << "slow-start=" + QByteArray::number(camera.startDelayMs);
+    if (camera.stopsAfterFrames > 0)
+        fields << "stops-after=" + QByteArray::number(camera.stopsAfterFrames);
     if (!camera.formats.isEmpty()) {
         QByteArrayList formats;
         for (const Format &f : camera.formats) {

@@ -24,6 +24,7 @@ struct Camera
     bool deliversFrames = true; // false: opens and starts fine, but never yields a frame
     QList<Format> formats; // empty: standardFormats()
     int startDelayMs = 0; // starting takes this much longer, with the stream already running
+    int stopsAfterFrames = 0; // each start delivers this many frames, then none; 0: never stops
 };
 
 // 640x480, 1280x720 and 1920x1080 at 30 and 60 fps plus 3840x2160 at 30, all in YUY2,

@@ -112,6 +112,9 @@ TvcCameraConfig *tvc_camera_config_parse(const gchar *text, GError **error)
         } else if (g_str_has_prefix(option, "slow-start=")) {
             config->start_delay_ms =
                 (guint)g_ascii_strtoull(option + strlen("slow-start="), NULL, 10);
+        } else if (g_str_has_prefix(option, "stops-after=")) {
+            config->stop_after_frames =
+                (guint)g_ascii_strtoull(option + strlen("stops-after="), NULL, 10);
         } else if (g_str_has_prefix(option, "formats=")) {
             g_array_set_size(config->formats, 0);
             if (!parse_formats(config, option + strlen("formats="), error))
@@ -177,6 +180,7 @@ TvcCameraConfig *tvc_camera_config_copy(const TvcCameraConfig *config)
     copy->is_default = config->is_default;
     copy->delivers_frames = config->delivers_frames;
     copy->start_delay_ms = config->start_delay_ms;
+    copy->stop_after_frames = config->stop_after_frames;
     copy->serial = config->serial;
     for (guint i = 0; i < config->formats->len; ++i) {
         const TvcFormat *f = &g_array_index(config->formats, TvcFormat, i);

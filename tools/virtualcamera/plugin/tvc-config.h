@@ -5,12 +5,14 @@
  *
  *   list    = camera { ";" camera }
  *   camera  = name { "|" option }
- *   option  = "default" | "no-frames" | "slow-start=" MS | "formats=" format { "," format }
+ *   option  = "default" | "no-frames" | "slow-start=" MS | "stops-after=" FRAMES
+ *           | "formats=" format { "," format }
  *   format  = WIDTH "x" HEIGHT "@" FPS "/" PIXELFORMAT     (e.g. 1280x720@30/NV12)
  *
  * PIXELFORMAT is a GStreamer raw video format name (YUY2, NV12, I420, ...).
  * Without "formats=" a camera offers the standard set. "slow-start=" makes starting the
- * camera take MS milliseconds more, after its stream is already running. */
+ * camera take MS milliseconds more, after its stream is already running. "stops-after=" makes
+ * each start deliver FRAMES frames and then none, as a camera that hangs mid-stream does. */
 #pragma once
 
 #include <gst/gst.h>
@@ -31,6 +33,7 @@ typedef struct
     gboolean is_default;
     gboolean delivers_frames;
     guint start_delay_ms;
+    guint stop_after_frames; /* 0: never stops */
     GArray *formats; /* of TvcFormat */
     guint serial; /* assigned by the provider, identifies one plugged instance */
 } TvcCameraConfig;

@@ -85,7 +85,7 @@ static GstElement *tvc_device_create_element(GstDevice *device, const gchar *nam
     GstCaps *caps = gst_device_get_caps(device);
     g_object_set(element, "caps", caps, "delivers-frames", self->config->delivers_frames,
                  "camera-name", self->config->name, "start-delay", self->config->start_delay_ms,
-                 NULL);
+                 "stop-after", self->config->stop_after_frames, NULL);
     gst_caps_unref(caps);
     track_element(self->provider, self->config->serial, TVC_SOURCE(element));
     return element;

@@ -16,10 +16,19 @@ struct _TvcSource
     gboolean delivers_frames;
     gboolean unplugged;
     guint start_delay_ms;
+    guint stop_after_frames;
+    guint frames_this_start;
     gulong hold_probe;
 };
 
-enum { PROP_0, PROP_CAPS, PROP_DELIVERS_FRAMES, PROP_CAMERA_NAME, PROP_START_DELAY };
+enum {
+    PROP_0,
+    PROP_CAPS,
+    PROP_DELIVERS_FRAMES,
+    PROP_CAMERA_NAME,
+    PROP_START_DELAY,
+    PROP_STOP_AFTER
+};
 
 static GstStaticPadTemplate src_template =
     GST_STATIC_PAD_TEMPLATE("src", GST_PAD_SRC, GST_PAD_ALWAYS, GST_STATIC_CAPS("video/x-raw"));
@@ -34,6 +43,21 @@ static GstPadProbeReturn hold_data(GstPad *pad, GstPadProbeInfo *info, gpointer 
     /* A blocking probe that answers OK keeps the streaming thread parked here
      * until the pad is flushed on shutdown: no frame, no busy loop. */
     return GST_PAD_PROBE_OK;
+}
+
+/* Drops every frame past the first stop_after_frames of a start: the stream stays up, silent. */
+static GstPadProbeReturn count_frames(GstPad *pad, GstPadProbeInfo *info, gpointer user_data)
+{
+    (void)pad;
+    (void)info;
+    TvcSource *self = TVC_SOURCE(user_data);
+    g_mutex_lock(&self->lock);
+    gboolean stalled =
+        self->stop_after_frames && self->frames_this_start >= self->stop_after_frames;
+    if (!stalled)
+        ++self->frames_this_start;
+    g_mutex_unlock(&self->lock);
+    return stalled ? GST_PAD_PROBE_DROP : GST_PAD_PROBE_OK;
 }
 
 /* Call with self->lock held. */
@@ -84,6 +108,7 @@ static GstStateChangeReturn tvc_source_change_state(GstElement *element, GstStat
         g_mutex_lock(&self->lock);
         gboolean gone = self->unplugged;
         gchar *name = g_strdup(self->camera_name);
+        self->frames_this_start = 0;
         g_mutex_unlock(&self->lock);
 
         if (gone) {
@@ -129,6 +154,11 @@ static void tvc_source_set_property(GObject *object, guint id, const GValue *val
         self->start_delay_ms = g_value_get_uint(value);
         g_mutex_unlock(&self->lock);
         break;
+    case PROP_STOP_AFTER:
+        g_mutex_lock(&self->lock);
+        self->stop_after_frames = g_value_get_uint(value);
+        g_mutex_unlock(&self->lock);
+        break;
     case PROP_CAMERA_NAME:
         g_mutex_lock(&self->lock);
         g_free(self->camera_name);
@@ -157,6 +187,11 @@ static void tvc_source_get_property(GObject *object, guint id, GValue *value, GP
     case PROP_START_DELAY:
         g_mutex_lock(&self->lock);
         g_value_set_uint(value, self->start_delay_ms);
+        g_mutex_unlock(&self->lock);
+        break;
+    case PROP_STOP_AFTER:
+        g_mutex_lock(&self->lock);
+        g_value_set_uint(value, self->stop_after_frames);
         g_mutex_unlock(&self->lock);
         break;
     case PROP_CAMERA_NAME:
@@ -196,6 +231,7 @@ static void tvc_source_init(TvcSource *self)
     gst_bin_add_many(GST_BIN(self), self->picture, self->filter, NULL);
     gst_element_link(self->picture, self->filter);
     self->picture_pad = gst_element_get_static_pad(self->picture, "src");
+    gst_pad_add_probe(self->picture_pad, GST_PAD_PROBE_TYPE_BUFFER, count_frames, self, NULL);
 
     GstPad *target = gst_element_get_static_pad(self->filter, "src");
     GstPad *ghost =
@@ -227,6 +263,11 @@ static void tvc_source_class_init(TvcSourceClass *klass)
         object_class, PROP_START_DELAY,
         g_param_spec_uint("start-delay", "Start delay",
                           "Milliseconds the start to streaming takes after the stream runs", 0,
+                          G_MAXUINT, 0, G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS));
+    g_object_class_install_property(
+        object_class, PROP_STOP_AFTER,
+        g_param_spec_uint("stop-after", "Stop after",
+                          "Frames each start delivers before the stream falls silent (0: never)", 0,
                           G_MAXUINT, 0, G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS));
     g_object_class_install_property(
         object_class, PROP_CAMERA_NAME,
