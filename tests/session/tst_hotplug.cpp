@@ -1,48 +1,22 @@
-#include "badgehistory.h"
-#include "mainwindowtestaccess.h"
-#include "preview/videopreviewwidget.h"
-#include "sessionwaits.h"
+#include "sessiontest.h"
 #include "testmain.h"
-#include "virtualcamera.h"
 
-#include <QVideoSink>
-
-using namespace SessionWaits;
-
-namespace {
-const QList<VirtualCamera::Format> lightFormats = {{640, 480, 30, "YUY2"}, {1280, 720, 30, "NV12"}};
-
-VirtualCamera::Camera camera(const QString &name, bool isDefault = false, bool frames = true)
-{
-    return {name, isDefault, frames, lightFormats};
-}
-
-// Frames keep flowing, not just the first one.
-bool framesFlow(VideoPreviewWidget *preview, int atLeast = 20, int withinMs = 2000)
-{
-    QSignalSpy frames(preview->videoSink(), &QVideoSink::videoFrameChanged);
-    QTest::qWait(withinMs);
-    int valid = 0;
-    for (const QList<QVariant> &arguments : std::as_const(frames))
-        valid += arguments.first().value<QVideoFrame>().isValid();
-    if (valid < atLeast)
-        qWarning("only %d frames in %d ms", valid, withinMs);
-    return valid >= atLeast;
-}
-} // namespace
+using namespace SessionTest;
 
 class TestHotplug : public QObject
 {
     Q_OBJECT
+    Cameras cameras;
 
 private slots:
-    void initTestCase() { TestEnvironment::clearSettings(); }
+    void init() { TestEnvironment::clearSettings(); }
+    void cleanup() { QVERIFY(cameras.unplugAll()); }
 
     void closingRightAfterFirstFrame();
-    void burstOfChangesGivesOneRefresh();
+    void changesDuringFirstStartGiveOneRefresh();
     void unplugCurrentFallsBackToNextCamera();
     void unplugLastCameraThenReplug();
-    void changeDuringPendingStartAndFormatChange();
+    void oldFormatCheckStaysQuiet();
     void replugOfSilentCameraDuringRetry();
 };
 
@@ -50,6 +24,7 @@ private slots:
 // session at that moment used to deadlock about one time in fifteen.
 void TestHotplug::closingRightAfterFirstFrame()
 {
+    QVERIFY(cameras.plug({camera(QStringLiteral("Cam A"), true)}));
     for (int i = 0; i < 30; ++i) {
         MainWindow window;
         MainWindowTestAccess access(window);
@@ -57,136 +32,106 @@ void TestHotplug::closingRightAfterFirstFrame()
     }
 }
 
-void TestHotplug::burstOfChangesGivesOneRefresh()
+void TestHotplug::changesDuringFirstStartGiveOneRefresh()
 {
+    QVERIFY(cameras.plug({camera(QStringLiteral("Cam A"), true), camera(QStringLiteral("Cam B"))}));
     MainWindow window;
     MainWindowTestAccess access(window);
-    QVERIFY(waitForPreview(access));
-    const QString current = access.currentDeviceName();
-
     QSignalSpy refreshes(&access.deviceChangeTimer(), &QTimer::timeout);
-    QMediaDevices watcher;
-    QElapsedTimer sinceLastChange;
-    connect(
-        &watcher, &QMediaDevices::videoInputsChanged, this, [&] { sinceLastChange.start(); },
-        Qt::QueuedConnection);
 
-    QVERIFY(VirtualCamera::plug(camera(QStringLiteral("Extra 1"))));
+    QVERIFY(cameras.plug({camera(QStringLiteral("Extra 1"))}));
     QTRY_COMPARE(access.badgeText(), QStringLiteral("●  设备变化"));
     QCOMPARE(access.status(), QStringLiteral("检测到摄像头变化，正在重新连接…"));
-    QVERIFY(!access.camera());
-    QVERIFY(!access.formatCombo()->isEnabled());
-    QVERIFY(!access.primaryButton()->isEnabled());
+    QCOMPARE(enabledInputs(access), QStringLiteral("+--+"));
     QTest::qWait(300);
-    QVERIFY(VirtualCamera::unplug(QStringLiteral("Extra 1")));
+    QVERIFY(cameras.unplug(QStringLiteral("Extra 1")));
     QTest::qWait(300);
-    QVERIFY(VirtualCamera::plug(camera(QStringLiteral("Extra 2"))));
+    QVERIFY(cameras.plug({camera(QStringLiteral("Extra 2"))}));
 
-    QVERIFY(refreshes.wait(3000));
-    QVERIFY2(qAbs(sinceLastChange.elapsed() - 700) <= 300,
-             qPrintable(QString::number(sinceLastChange.elapsed())));
     QVERIFY(waitForPreview(access));
     QCOMPARE(refreshes.size(), 1);
     // The same camera comes back: it is still the system default and nothing else is stored.
-    QCOMPARE(access.currentDeviceName(), current);
+    QCOMPARE(access.currentDeviceName(), QStringLiteral("Cam A"));
     QCOMPARE(access.deviceCombo()->count(), 3);
-    QVERIFY(VirtualCamera::unplug(QStringLiteral("Extra 2")));
-    QVERIFY(waitForDeviceCount(2));
-    QVERIFY(waitForPreview(access));
 }
 
 void TestHotplug::unplugCurrentFallsBackToNextCamera()
 {
+    QVERIFY(cameras.plug({camera(QStringLiteral("Cam A"), true), camera(QStringLiteral("Cam B"))}));
     MainWindow window;
     MainWindowTestAccess access(window);
     QVERIFY(waitForPreview(access));
-    QCOMPARE(access.currentDeviceName(), QStringLiteral("Cam A"));
-    BadgeHistory badge(access.connectionBadge());
+    TextHistory badge(access.connectionBadge());
 
-    QVERIFY(VirtualCamera::unplug(QStringLiteral("Cam A")));
+    QVERIFY(cameras.unplug(QStringLiteral("Cam A")));
     QTRY_COMPARE(access.badgeText(), QStringLiteral("●  设备变化"));
     QVERIFY(waitForPreview(access));
     QCOMPARE(access.currentDeviceName(), QStringLiteral("Cam B"));
-    QCOMPARE(collapsed(badge.texts()).mid(1, 2), QStringList({"●  设备变化", "●  正在启动"}));
-    QVERIFY(framesFlow(access.preview()));
+    QCOMPARE(badge.texts.mid(1, 2), QStringList({"●  设备变化", "●  正在启动"}));
+    QVERIFY(framesFlow(access));
 }
 
 void TestHotplug::unplugLastCameraThenReplug()
 {
-    VirtualCamera::unplug(QStringLiteral("Cam A")); // gone already when the whole suite runs
-    QVERIFY(waitForDeviceCount(1));
+    QVERIFY(cameras.plug({camera(QStringLiteral("Cam B"), true)}));
     MainWindow window;
     MainWindowTestAccess access(window);
-    QVERIFY(waitForPreview(access));
-    QCOMPARE(access.currentDeviceName(), QStringLiteral("Cam B"));
+    // Twice in the same window. Pulled while streaming, its source fails as a real camera's does.
+    for (int round = 0; round < 2; ++round) {
+        QVERIFY(waitForPreview(access));
+        QVERIFY(cameras.unplug(QStringLiteral("Cam B")));
+        QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  未连接"), 5000);
+        QCOMPARE(access.badgeState(), QStringLiteral("error"));
+        QCOMPARE(access.status(), QStringLiteral("未检测到摄像头，请连接 USB 摄像头后刷新。"));
+        QCOMPARE(access.deviceCombo()->count() + access.formatCombo()->count(), 0);
+        QCOMPARE(enabledInputs(access), QStringLiteral("----"));
+        QVERIFY(access.currentDeviceName().isEmpty());
+        QVERIFY(!access.camera());
 
-    // Pulled while streaming: its source fails like a real camera's does.
-    QVERIFY(VirtualCamera::unplug(QStringLiteral("Cam B")));
-    QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  未连接"), 5000);
-    QCOMPARE(access.badgeState(), QStringLiteral("error"));
-    QCOMPARE(access.status(), QStringLiteral("未检测到摄像头，请连接 USB 摄像头后刷新。"));
-    QCOMPARE(access.deviceCombo()->count(), 0);
-    QCOMPARE(access.formatCombo()->count(), 0);
-    QVERIFY(!access.formatCombo()->isEnabled());
-    QVERIFY(!access.primaryButton()->isEnabled());
-    QVERIFY(!access.snapshotButton()->isEnabled());
-    QVERIFY(access.currentDeviceName().isEmpty());
-    QVERIFY(!access.camera());
-
-    QVERIFY(VirtualCamera::plug(camera(QStringLiteral("Cam B"), true)));
-    QVERIFY(waitForPreview(access));
-    QCOMPARE(access.currentDeviceName(), QStringLiteral("Cam B"));
-    QVERIFY(access.primaryButton()->isEnabled());
-    QVERIFY(framesFlow(access.preview()));
-
-    // And once more: a second pull and replug in the same window.
-    QVERIFY(VirtualCamera::unplug(QStringLiteral("Cam B")));
-    QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  未连接"), 5000);
-    QVERIFY(VirtualCamera::plug(camera(QStringLiteral("Cam B"), true)));
-    QVERIFY(waitForPreview(access));
-    QVERIFY(framesFlow(access.preview()));
+        QVERIFY(cameras.plug({camera(QStringLiteral("Cam B"), true)}));
+        QVERIFY(waitForPreview(access));
+        QCOMPARE(access.currentDeviceName(), QStringLiteral("Cam B"));
+        QCOMPARE(enabledInputs(access), QStringLiteral("++++"));
+        QVERIFY(framesFlow(access));
+    }
 }
 
-void TestHotplug::changeDuringPendingStartAndFormatChange()
+// A format check armed for the old camera must not speak for a new one that gives no frame.
+void TestHotplug::oldFormatCheckStaysQuiet()
 {
+    QVERIFY(cameras.plug(
+        {camera(QStringLiteral("Good"), true), camera(QStringLiteral("Silent"), false, false)}));
     MainWindow window;
     MainWindowTestAccess access(window);
-
-    // A change while the first start is still pending.
-    QVERIFY(VirtualCamera::plug(camera(QStringLiteral("Cam C"))));
-    QTRY_COMPARE(access.badgeText(), QStringLiteral("●  设备变化"));
     QVERIFY(waitForPreview(access));
-    QCOMPARE(access.deviceCombo()->count(), 2);
+    TextHistory status(access.statusCard());
 
-    // A change right after a manual format change: the old format check must stay quiet.
     access.formatCombo()->setCurrentIndex(1);
-    QVERIFY(VirtualCamera::unplug(QStringLiteral("Cam C")));
+    QVERIFY(cameras.unplug(QStringLiteral("Good")));
     QTRY_COMPARE(access.badgeText(), QStringLiteral("●  设备变化"));
-    QVERIFY(waitForPreview(access));
-    QTest::qWait(3500);
-    QCOMPARE(access.badgeText(), QStringLiteral("●  预览正常"));
-    QVERIFY(access.status().startsWith(QStringLiteral("预览正常：")));
-    QCOMPARE(access.formatCombo()->currentIndex(), 0); // a restart returns to the automatic format
+    QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  等待画面"), startTimeoutMs);
+    QCOMPARE(access.currentDeviceName(), QStringLiteral("Silent"));
+    QCOMPARE(access.formatCombo()->currentIndex(), 0); // a new camera starts automatic
+    // The old check is due before the new camera's watchdog retries.
+    QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  正在重试"), startTimeoutMs);
+    QCOMPARE(status.only({QStringLiteral("当前格式没有收到画面，请改回“自动（推荐）”。")}),
+             QStringList());
 }
 
 void TestHotplug::replugOfSilentCameraDuringRetry()
 {
-    QVERIFY(VirtualCamera::unplug(QStringLiteral("Cam B")));
-    QVERIFY(VirtualCamera::plug(camera(QStringLiteral("Silent"), true, false)));
-    QVERIFY(waitForDeviceCount(1));
+    QVERIFY(cameras.plug({camera(QStringLiteral("Silent"), true, false)}));
     MainWindow window;
     MainWindowTestAccess access(window);
     QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  正在重试"), 8000);
 
     // A device change during the retry pause starts a new preparation with a fresh count.
-    QVERIFY(VirtualCamera::plug(camera(QStringLiteral("Cam D"))));
+    QVERIFY(cameras.plug({camera(QStringLiteral("Cam D"))}));
     QTRY_COMPARE(access.badgeText(), QStringLiteral("●  设备变化"));
     QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  等待画面"), startTimeoutMs);
     QCOMPARE(access.currentDeviceName(), QStringLiteral("Silent"));
     QCOMPARE(access.noFrameRetries(), 0);
 }
 
-TARVELO_TEST_MAIN_WITH(TestHotplug,
-                       VirtualCamera::install({camera(QStringLiteral("Cam A"), true),
-                                               camera(QStringLiteral("Cam B"))}))
+TARVELO_TEST_MAIN_WITH(TestHotplug, VirtualCamera::install({}))
 #include "tst_hotplug.moc"

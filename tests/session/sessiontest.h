@@ -1,0 +1,86 @@
+#pragma once
+
+#include "mainwindowtestaccess.h"
+#include "preview/videopreviewwidget.h"
+#include "texthistory.h"
+#include "virtualcamera.h"
+
+#include <QMediaDevices>
+#include <QSignalSpy>
+#include <QTest>
+#include <QVideoSink>
+
+namespace SessionTest {
+// Generous: a loaded two-core machine starts GStreamer pipelines slowly.
+inline constexpr int startTimeoutMs = 8000;
+
+inline bool waitForPreview(MainWindowTestAccess &access, int timeoutMs = startTimeoutMs)
+{
+    return QTest::qWaitFor([&] { return access.badgeText() == QStringLiteral("●  预览正常"); },
+                           timeoutMs);
+}
+
+// Waits until Qt's own device list has caught up with a hotplug.
+inline bool waitForDeviceCount(qsizetype count)
+{
+    return QTest::qWaitFor([count] { return QMediaDevices::videoInputs().size() == count; });
+}
+
+inline VirtualCamera::Camera camera(const QString &name, bool isDefault = false, bool frames = true)
+{
+    return {name, isDefault, frames, {{640, 480, 30, "YUY2"}, {1280, 720, 30, "NV12"}}};
+}
+
+// The cameras of one test: plugged by the test, all unplugged in cleanup(), so that no test
+// sees another's.
+class Cameras
+{
+public:
+    bool plug(const QList<VirtualCamera::Camera> &cameras)
+    {
+        for (const VirtualCamera::Camera &camera : cameras) {
+            if (!VirtualCamera::plug(camera))
+                return false;
+            names << camera.name;
+        }
+        return waitForDeviceCount(names.size());
+    }
+    bool unplug(const QString &name)
+    {
+        return names.removeOne(name) && VirtualCamera::unplug(name);
+    }
+    bool unplugAll()
+    {
+        while (!names.isEmpty())
+            VirtualCamera::unplug(names.takeLast());
+        return waitForDeviceCount(0);
+    }
+
+private:
+    QStringList names;
+};
+
+// Camera choice, format choice, start button and snapshot button: '+' enabled, '-' not.
+inline QString enabledInputs(MainWindowTestAccess &access)
+{
+    QString marks;
+    for (const QWidget *widget : {static_cast<QWidget *>(access.deviceCombo()),
+                                  static_cast<QWidget *>(access.formatCombo()),
+                                  static_cast<QWidget *>(access.primaryButton()),
+                                  static_cast<QWidget *>(access.snapshotButton())})
+        marks += widget->isEnabled() ? QLatin1Char('+') : QLatin1Char('-');
+    return marks;
+}
+
+// Frames keep flowing, not just the first one.
+inline bool framesFlow(MainWindowTestAccess &access)
+{
+    QSignalSpy frames(access.preview()->videoSink(), &QVideoSink::videoFrameChanged);
+    QTest::qWait(2000);
+    return std::count_if(frames.cbegin(), frames.cend(),
+                         [](const QList<QVariant> &arguments) {
+                             return arguments.first().value<QVideoFrame>().isValid();
+                         })
+        >= 20;
+}
+} // namespace SessionTest
