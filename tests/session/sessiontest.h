@@ -64,10 +64,8 @@ private:
 inline QString enabledInputs(MainWindowTestAccess &access)
 {
     QString marks;
-    for (const QWidget *widget : {static_cast<QWidget *>(access.deviceCombo()),
-                                  static_cast<QWidget *>(access.formatCombo()),
-                                  static_cast<QWidget *>(access.primaryButton()),
-                                  static_cast<QWidget *>(access.snapshotButton())})
+    for (const QWidget *widget : QWidgetList {access.deviceCombo(), access.formatCombo(),
+                                              access.primaryButton(), access.snapshotButton()})
         marks += widget->isEnabled() ? QLatin1Char('+') : QLatin1Char('-');
     return marks;
 }

@@ -129,11 +129,11 @@ void TestDiscovery::choosesCamera()
     MainWindow window;
     MainWindowTestAccess access(window);
     // Prepared before the window is first shown; opened 500 ms later.
-    QCOMPARE(access.deviceCombo()->count(), 3);
     for (int i = 0; i < 3; ++i) {
         QCOMPARE(access.deviceCombo()->itemText(i), devices.at(i).description());
         QCOMPARE(access.deviceCombo()->itemData(i).toByteArray(), devices.at(i).id());
     }
+    QCOMPARE(access.deviceCombo()->count(), 3);
     const QString expectedName = devices.at(expectedIndex).description();
     QCOMPARE(access.deviceCombo()->currentIndex(), expectedIndex);
     QCOMPARE(access.currentDeviceName(), expectedName);
@@ -142,7 +142,6 @@ void TestDiscovery::choosesCamera()
     QVERIFY(!access.camera());
     // A camera that is gone is not replaced in the store, and index 0 is never written.
     QCOMPARE(storedLastId(), stored);
-    QCOMPARE(access.lastDeviceId(), stored);
 
     QVERIFY2(waitForPreview(access), qPrintable(access.status()));
     QCOMPARE(access.camera()->cameraDevice().description(), expectedName);

@@ -8,29 +8,36 @@ const QString silentCamera = QStringLiteral("Silent Cam");
 const QString goodCamera = QStringLiteral("Good Cam");
 } // namespace
 
+// A camera that gives no picture, and cameras that come and go.
 class TestWatchdog : public QObject
 {
     Q_OBJECT
     Cameras cameras;
 
-private slots:
-    void init()
+    bool plugSilentAndGood()
     {
-        TestEnvironment::clearSettings();
         const QList<VirtualCamera::Format> formats = {
             {1920, 1080, 60, "YUY2"}, {1280, 720, 30, "YUY2"}, {640, 480, 30, "NV12"}};
-        QVERIFY(cameras.plug(
-            {{silentCamera, true, false, formats}, {goodCamera, false, true, formats}}));
+        return cameras.plug(
+            {{silentCamera, true, false, formats}, {goodCamera, false, true, formats}});
     }
+
+private slots:
+    void init() { TestEnvironment::clearSettings(); }
     void cleanup() { QVERIFY(cameras.unplugAll()); }
 
     void silentCameraIsRetriedThenGivenUp();
     void switchingCameraCancelsScheduledRetry();
     void vanishedCameraWaitsForReconnection();
+    void closingRightAfterFirstFrame();
+    void changesDuringFirstStartGiveOneRefresh();
+    void unplugLastCameraThenReplug();
+    void oldFormatCheckStaysQuiet();
 };
 
 void TestWatchdog::silentCameraIsRetriedThenGivenUp()
 {
+    QVERIFY(plugSilentAndGood());
     MainWindow window;
     MainWindowTestAccess access(window);
     TextHistory badge(access.connectionBadge());
@@ -48,7 +55,7 @@ void TestWatchdog::silentCameraIsRetriedThenGivenUp()
                                   QStringLiteral("尚未收到画面，正在重新建立摄像头连接（2/2）…"),
                                   QStringLiteral("当前格式没有收到画面，请改回“自动（推荐）”。"),
                                   QStringLiteral("USB 摄像头没有返回画面，请重新插拔后再试。")};
-    QCOMPARE(status.only(messages), messages);
+    QVERIFY2(status.only(messages) == messages, qPrintable(status.texts.join(QLatin1Char('|'))));
     QCOMPARE(access.formatCombo()->currentText(), QStringLiteral("1280 × 720   30 fps"));
     QCOMPARE(access.camera()->cameraFormat().resolution(), QSize(1280, 720));
     QCOMPARE(access.noFrameRetries(), 2);
@@ -61,6 +68,7 @@ void TestWatchdog::silentCameraIsRetriedThenGivenUp()
 
 void TestWatchdog::switchingCameraCancelsScheduledRetry()
 {
+    QVERIFY(plugSilentAndGood());
     MainWindow window;
     MainWindowTestAccess access(window);
     QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  正在重试"), 8000);
@@ -79,6 +87,7 @@ void TestWatchdog::switchingCameraCancelsScheduledRetry()
 
 void TestWatchdog::vanishedCameraWaitsForReconnection()
 {
+    QVERIFY(plugSilentAndGood());
     MainWindow window;
     MainWindowTestAccess access(window);
     QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  等待画面"), startTimeoutMs);
@@ -93,6 +102,88 @@ void TestWatchdog::vanishedCameraWaitsForReconnection()
     QCOMPARE(access.status(), QStringLiteral("USB 摄像头已断开，等待重新连接…"));
     QCOMPARE(access.noFrameRetries(), 0);
     QVERIFY(access.camera()); // left in place for the device-change path
+}
+
+// The first frame arrives while the camera is still renegotiating; taking the camera out of the
+// session at that moment used to deadlock about one time in fifteen.
+void TestWatchdog::closingRightAfterFirstFrame()
+{
+    QVERIFY(cameras.plug({camera(QStringLiteral("Cam A"), true)}));
+    for (int i = 0; i < 30; ++i) {
+        MainWindow window;
+        MainWindowTestAccess access(window);
+        QVERIFY(waitForPreview(access));
+    }
+}
+
+void TestWatchdog::changesDuringFirstStartGiveOneRefresh()
+{
+    QVERIFY(cameras.plug({camera(QStringLiteral("Cam A"), true), camera(QStringLiteral("Cam B"))}));
+    MainWindow window;
+    MainWindowTestAccess access(window);
+    QSignalSpy refreshes(&access.deviceChangeTimer(), &QTimer::timeout);
+
+    QVERIFY(cameras.plug({camera(QStringLiteral("Extra 1"))}));
+    QTRY_COMPARE(access.badgeText(), QStringLiteral("●  设备变化"));
+    QCOMPARE(access.status(), QStringLiteral("检测到摄像头变化，正在重新连接…"));
+    QCOMPARE(enabledInputs(access), QStringLiteral("+--+"));
+    QTest::qWait(300);
+    QVERIFY(cameras.unplug(QStringLiteral("Extra 1")));
+    QTest::qWait(300);
+    QVERIFY(cameras.plug({camera(QStringLiteral("Extra 2"))}));
+
+    QVERIFY(waitForPreview(access));
+    QCOMPARE(refreshes.size(), 1);
+    // The same camera comes back: it is still the system default and nothing else is stored.
+    QCOMPARE(access.currentDeviceName(), QStringLiteral("Cam A"));
+    QCOMPARE(access.deviceCombo()->count(), 3);
+}
+
+void TestWatchdog::unplugLastCameraThenReplug()
+{
+    QVERIFY(cameras.plug({camera(QStringLiteral("Cam B"), true)}));
+    MainWindow window;
+    MainWindowTestAccess access(window);
+    // Twice in the same window. Pulled while streaming, its source fails as a real camera's does.
+    for (int round = 0; round < 2; ++round) {
+        QVERIFY(waitForPreview(access));
+        QVERIFY(cameras.unplug(QStringLiteral("Cam B")));
+        QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  未连接"), 5000);
+        QCOMPARE(access.badgeState(), QStringLiteral("error"));
+        QCOMPARE(access.status(), QStringLiteral("未检测到摄像头，请连接 USB 摄像头后刷新。"));
+        QCOMPARE(access.deviceCombo()->count() + access.formatCombo()->count(), 0);
+        QCOMPARE(enabledInputs(access), QStringLiteral("----"));
+        QVERIFY(access.currentDeviceName().isEmpty());
+        QVERIFY(!access.camera());
+
+        QVERIFY(cameras.plug({camera(QStringLiteral("Cam B"), true)}));
+        QVERIFY(waitForPreview(access));
+        QCOMPARE(access.currentDeviceName(), QStringLiteral("Cam B"));
+        QCOMPARE(enabledInputs(access), QStringLiteral("++++"));
+        QVERIFY(framesFlow(access));
+    }
+}
+
+// A format check armed for the old camera must not speak for a new one that gives no frame.
+void TestWatchdog::oldFormatCheckStaysQuiet()
+{
+    QVERIFY(cameras.plug(
+        {camera(QStringLiteral("Good"), true), camera(QStringLiteral("Silent"), false, false)}));
+    MainWindow window;
+    MainWindowTestAccess access(window);
+    QVERIFY(waitForPreview(access));
+    TextHistory status(access.statusCard());
+
+    access.formatCombo()->setCurrentIndex(1);
+    QVERIFY(cameras.unplug(QStringLiteral("Good")));
+    QTRY_COMPARE(access.badgeText(), QStringLiteral("●  设备变化"));
+    QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  等待画面"), startTimeoutMs);
+    QCOMPARE(access.currentDeviceName(), QStringLiteral("Silent"));
+    QCOMPARE(access.formatCombo()->currentIndex(), 0); // a new camera starts automatic
+    // The old check is due before the new camera's watchdog retries.
+    QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  正在重试"), startTimeoutMs);
+    QCOMPARE(status.only({QStringLiteral("当前格式没有收到画面，请改回“自动（推荐）”。")}),
+             QStringList());
 }
 
 TARVELO_TEST_MAIN_WITH(TestWatchdog, VirtualCamera::install({}))
