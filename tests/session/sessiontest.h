@@ -2,11 +2,13 @@
 
 #include "mainwindowtestaccess.h"
 #include "preview/videopreviewwidget.h"
-#include "texthistory.h"
 #include "virtualcamera.h"
 
 #include <QMediaDevices>
+#include <QPointer>
+#include <QProxyStyle>
 #include <QSignalSpy>
+#include <QStyleFactory>
 #include <QTest>
 #include <QVideoSink>
 
@@ -69,6 +71,63 @@ inline QString enabledInputs(MainWindowTestAccess &access)
         marks += widget->isEnabled() ? QLatin1Char('+') : QLatin1Char('-');
     return marks;
 }
+
+// The texts of the connection badge and of the status line, in order, repeats folded. The window
+// re-polishes the badge after each change and this style sees every polish: it catches a text
+// that a later one overwrites within the same event, and a status that a stalled main thread
+// held only until the next change of the badge. The status line is also polled.
+class History : public QProxyStyle
+{
+public:
+    explicit History(MainWindowTestAccess &access)
+        : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion")))
+        , badgeLabel(access.connectionBadge())
+        , statusLabel(access.statusCard())
+    {
+        record();
+        badgeLabel->setStyle(this);
+        QObject::connect(&poll, &QTimer::timeout, this, [this] { record(); });
+        poll.start(10);
+    }
+    ~History() override
+    {
+        if (badgeLabel)
+            badgeLabel->setStyle(nullptr);
+    }
+    void polish(QWidget *widget) override
+    {
+        if (widget == badgeLabel)
+            record();
+        QProxyStyle::polish(widget);
+    }
+    using QProxyStyle::polish;
+
+    QStringList badge;
+    QStringList status;
+
+    // The texts that are among these, in the order they were shown.
+    static QStringList only(const QStringList &texts, const QStringList &wanted)
+    {
+        QStringList result;
+        std::copy_if(texts.cbegin(), texts.cend(), std::back_inserter(result),
+                     [&](const QString &text) { return wanted.contains(text); });
+        return result;
+    }
+
+private:
+    void record()
+    {
+        for (auto [label, texts] :
+             {std::pair(badgeLabel, &badge), std::pair(statusLabel, &status)}) {
+            if (label && (texts->isEmpty() || texts->constLast() != label->text()))
+                *texts << label->text();
+        }
+    }
+
+    QPointer<QLabel> badgeLabel;
+    QPointer<QLabel> statusLabel;
+    QTimer poll;
+};
 
 // Frames keep flowing, not just the first one.
 inline bool framesFlow(MainWindowTestAccess &access)
