@@ -9,11 +9,11 @@
 namespace {
 QPushButton *button(QWidget &window, const QString &text)
 {
-    for (QPushButton *candidate : window.findChildren<QPushButton *>()) {
-        if (candidate->text() == text)
-            return candidate;
-    }
-    return nullptr;
+    const auto buttons = window.findChildren<QPushButton *>();
+    const auto found = std::find_if(buttons.cbegin(), buttons.cend(), [&](QPushButton *candidate) {
+        return candidate->text() == text;
+    });
+    return found == buttons.cend() ? nullptr : *found;
 }
 
 void compareOrientation(MainWindowTestAccess &access, bool mirrored, bool flipped, int rotation)
@@ -122,37 +122,38 @@ private slots:
         window.show();
         window.activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(&window));
-        auto *sidePanel = window.findChild<QWidget *>(QStringLiteral("sidePanel"));
-        auto *headerBar = window.findChild<QWidget *>(QStringLiteral("headerBar"));
         QPushButton *panelToggle = button(window, QStringLiteral("收起面板"));
-        QPushButton *fullscreen = button(window, QStringLiteral("全屏预览"));
-        QVERIFY(sidePanel && headerBar && panelToggle && fullscreen);
-
-        // Header bar, status bar, panel toggle and side panel: + shown, - hidden.
-        const QList<QWidget *> parts = {headerBar, window.statusBar(), panelToggle, sidePanel};
+        QPushButton *fullScreen = button(window, QStringLiteral("全屏预览"));
+        const QWidgetList parts = {window.findChild<QWidget *>(QStringLiteral("headerBar")),
+                                   window.statusBar(), panelToggle,
+                                   window.findChild<QWidget *>(QStringLiteral("sidePanel"))};
+        QVERIFY(!parts.contains(nullptr) && fullScreen);
+        // Full screen or not, then the parts above: + shown, - hidden.
         const auto shown = [&] {
-            QString marks = window.isFullScreen() ? QStringLiteral("full screen ") : QString();
-            for (QWidget *widget : parts)
+            QString marks = window.isFullScreen() ? QStringLiteral("F") : QStringLiteral("W");
+            for (const QWidget *widget : parts)
                 marks += widget->isHidden() ? QLatin1Char('-') : QLatin1Char('+');
-            return marks;
+            return marks + QLatin1Char(' ') + panelToggle->text() + QLatin1Char(' ')
+                + fullScreen->text();
         };
 
-        QTest::keyClick(&window, Qt::Key_Escape); // only leaves full screen, never enters it
-        QCOMPARE(shown(), QStringLiteral("++++"));
-        panelToggle->click();
-        QCOMPARE(shown(), QStringLiteral("+++-"));
-        QCOMPARE(panelToggle->text(), QStringLiteral("展开面板"));
-        fullscreen->click();
-        QCOMPARE(shown(), QStringLiteral("full screen ----"));
-        // Leaving full screen brings the side panel back only if it was open before.
-        QTest::keyClick(&window, Qt::Key_Escape);
-        QCOMPARE(shown(), QStringLiteral("+++-"));
-        panelToggle->click();
-        fullscreen->click();
-        QCOMPARE(shown(), QStringLiteral("full screen ----"));
-        fullscreen->click();
-        QCOMPARE(shown(), QStringLiteral("++++"));
-        QCOMPARE(fullscreen->text(), QStringLiteral("全屏预览"));
+        // Escape only leaves full screen, never enters it; leaving full screen brings the side
+        // panel back only if it was open before.
+        const QList<std::pair<QPushButton *, QString>> steps = {
+            {nullptr, "W++++ 收起面板 全屏预览"},
+            {panelToggle, "W+++- 展开面板 全屏预览"},
+            {fullScreen, "F---- 展开面板 退出全屏 (Esc)"},
+            {nullptr, "W+++- 展开面板 全屏预览"},
+            {panelToggle, "W++++ 收起面板 全屏预览"},
+            {fullScreen, "F---- 收起面板 退出全屏 (Esc)"},
+            {fullScreen, "W++++ 收起面板 全屏预览"}};
+        for (const auto &[clicked, expected] : steps) {
+            if (clicked)
+                clicked->click();
+            else
+                QTest::keyClick(&window, Qt::Key_Escape);
+            QCOMPARE(shown(), expected);
+        }
     }
 };
 

@@ -1,11 +1,8 @@
 // The whole window against the kernel's vivid driver, inside the vivid virtual machine
 // (scripts/vivid-check.sh). Without /dev/video0 it exits with 77, which CTest reports as skipped.
 
-#include "badgehistory.h"
 #include "controls/nativecameracontrols.h"
-#include "mainwindowtestaccess.h"
-#include "preview/videopreviewwidget.h"
-#include "sessionwaits.h"
+#include "sessiontest.h"
 #include "testmain.h"
 
 #include <QFile>
@@ -13,7 +10,7 @@
 
 #include <algorithm>
 
-using namespace SessionWaits;
+using namespace SessionTest;
 
 class TestVividSession : public QObject
 {
@@ -79,10 +76,10 @@ void TestVividSession::unplugAndReplugARealCamera()
     MainWindow window;
     MainWindowTestAccess access(window);
     QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  预览正常"), 60000);
-    BadgeHistory badge(access.connectionBadge());
+    History history(access);
 
     QVERIFY(setDriverBound(false));
-    QTRY_VERIFY_WITH_TIMEOUT(badge.texts().contains(QStringLiteral("●  设备变化")), 30000);
+    QTRY_VERIFY_WITH_TIMEOUT(history.badge.contains(QStringLiteral("●  设备变化")), 30000);
     QVERIFY(!access.camera()
             || access.camera()->cameraDevice().description() == QStringLiteral("vivid"));
     // Qt 6.4 lists a V4L2 camera twice (its own probe and the monitor's announcement) and drops
@@ -90,8 +87,7 @@ void TestVividSession::unplugAndReplugARealCamera()
     QTest::qWait(3000);
 
     QVERIFY(setDriverBound(true));
-    QTRY_COMPARE_WITH_TIMEOUT(badge.entries().constLast().text, QStringLiteral("●  预览正常"),
-                              60000);
+    QTRY_COMPARE_WITH_TIMEOUT(history.badge.constLast(), QStringLiteral("●  预览正常"), 60000);
     QCOMPARE(access.currentDeviceName(), QStringLiteral("vivid"));
     QSignalSpy frames(access.preview()->videoSink(), &QVideoSink::videoFrameChanged);
     QTRY_VERIFY_WITH_TIMEOUT(frames.size() >= 5, 20000);

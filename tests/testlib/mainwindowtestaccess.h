@@ -41,16 +41,12 @@ public:
     QTimer &deviceChangeTimer() const { return w.deviceChangeTimer; }
     QString currentDeviceName() const { return w.currentDeviceName; }
     QByteArray currentDeviceId() const { return w.currentDeviceId; }
-    QByteArray lastDeviceId() const { return w.lastDeviceId; }
     bool frameReceived() const { return w.frameReceived; }
-    bool previewRequested() const { return w.previewRequested; }
     qint32 noFrameRetries() const { return w.noFrameRetries; }
 
     QString badgeText() const { return w.connectionBadge->text(); }
     QString badgeState() const { return w.connectionBadge->property("state").toString(); }
     QString status() const { return w.statusCard->text(); }
-
-    void refreshDevices() { w.refreshDevices(); }
 
     // Hardware controls panel and presets.
     QVBoxLayout *colorExposureLayout() const { return w.colorExposureLayout; }
