@@ -6,6 +6,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
+#include <QMediaRecorder>
 #include <QPushButton>
 #include <QTabWidget>
 
@@ -46,6 +47,17 @@ public:
 
     void refreshDevices() { w.refreshDevices(); }
     void toggleCamera() { w.toggleCamera(); }
+
+    // Capture and diagnostics
+    QPushButton *recordButton() const { return w.recordButton; }
+    QLabel *recordingStatus() const { return w.recordingStatus; }
+    QMediaRecorder *recorder() const { return w.recorder.get(); }
+    void takeSnapshot() { w.takeSnapshot(); }
+    void toggleRecording() { w.toggleRecording(); }
+    void updateRecordingDuration(qint64 ms) { w.updateRecordingDuration(ms); }
+    void openPicturesFolder() { w.openPicturesFolder(); }
+    void openVideosFolder() { w.openVideosFolder(); }
+    void exportDiagnostics() { w.exportDiagnostics(); }
 
 private:
     MainWindow &w;
