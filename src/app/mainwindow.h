@@ -87,6 +87,9 @@ private:
     void updateRecordingDuration(qint64 durationMs);
     void finishRecording();
 
+    // diagnostics/
+    QStringList diagnosticsReport() const;
+
     QMediaDevices mediaDevices;
     QTimer deviceChangeTimer;
     // Renewed for every camera, see retireCamera.

@@ -36,7 +36,7 @@ MediaProbe onlyRecording()
         || files.first().suffix() != QLatin1String("mp4"))
         return {};
     MediaProbe probe;
-    QTest::qWaitFor([&] { return (probe = MediaProbe::of(files.first().filePath())).seconds > 0; },
+    (void)QTest::qWaitFor([&] { return (probe = MediaProbe::of(files.first().filePath())).seconds > 0; },
                     10000);
     return probe;
 }
