@@ -92,8 +92,8 @@ void MainWindow::exportDiagnostics()
     const QString defaultPath =
         QDir(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation))
             .filePath(defaultName);
-    const QString fileName = QFileDialog::getSaveFileName(this, tr("导出诊断信息"), defaultPath,
-                                                          tr("文本文件 (*.txt)"));
+    const QString fileName =
+        QFileDialog::getSaveFileName(this, tr("导出诊断信息"), defaultPath, tr("文本文件 (*.txt)"));
     if (fileName.isEmpty())
         return;
 

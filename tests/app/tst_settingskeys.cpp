@@ -21,7 +21,8 @@ private slots:
         QTest::newRow("text 1") << QVariant(QStringLiteral("1")) << true;
         QTest::newRow("text 0") << QVariant(QStringLiteral("0")) << false;
         QTest::newRow("text yes") << QVariant(QStringLiteral("yes")) << false;
-        QTest::newRow("list") << QVariant(QStringList {QStringLiteral("1"), QStringLiteral("0")}) << false;
+        QTest::newRow("list") << QVariant(QStringList {QStringLiteral("1"), QStringLiteral("0")})
+                              << false;
     }
 
     void readFlag()

@@ -36,8 +36,8 @@ MediaProbe onlyRecording()
         || files.first().suffix() != QLatin1String("mp4"))
         return {};
     MediaProbe probe;
-    (void)QTest::qWaitFor([&] { return (probe = MediaProbe::of(files.first().filePath())).seconds > 0; },
-                    10000);
+    (void)QTest::qWaitFor(
+        [&] { return (probe = MediaProbe::of(files.first().filePath())).seconds > 0; }, 10000);
     return probe;
 }
 
