@@ -8,6 +8,8 @@ packages=(
     qt6-svg-dev libqt6svg6 qt6-qpa-plugins
     libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
     gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-tools gstreamer1.0-x
+    # H.264 encoder for recordings; decoder and gst-discoverer-1.0 to check them
+    gstreamer1.0-plugins-ugly gstreamer1.0-libav gstreamer1.0-plugins-base-apps
     xvfb xauth x11-utils fonts-noto-cjk
     g++-mingw-w64-x86-64 mingw-w64-x86-64-dev binutils-mingw-w64-x86-64
 )

@@ -15,6 +15,10 @@ MainWindow::MainWindow(QWidget *parent)
     recorder = std::make_unique<QMediaRecorder>();
     captureSession = std::make_unique<QMediaCaptureSession>();
     captureSession->setRecorder(recorder.get());
+    // Queued: the recorder reports its stop from inside its pipeline's message handling.
+    connect(recorder.get(), &QMediaRecorder::recorderStateChanged, this, &MainWindow::adoptRecorder,
+            Qt::QueuedConnection);
+    snapshotWriter.setMaxThreadCount(1);
 
     buildUi();
 
@@ -34,9 +38,16 @@ MainWindow::MainWindow(QWidget *parent)
     requestCameraPermission();
 }
 
-// The camera is retired as stopCamera does it: destroying it in place can deadlock Qt 6.4. The
-// members then go in reverse order of declaration; the widgets go with the QMainWindow base.
+// No event loop runs after the window closes, so a running recording is finished here, while its
+// camera still feeds the pipeline. The camera is then retired as stopCamera does it: destroying it
+// in place can deadlock Qt 6.4. The members go in reverse order of declaration (pending snapshots
+// are written, then the recorder, the native controls and the camera go); the widgets go with the
+// QMainWindow base.
 MainWindow::~MainWindow()
 {
+    ++sessionGeneration;
+    deviceChangeTimer.stop();
+    disconnect(&mediaDevices, nullptr, this, nullptr);
+    finishRecording();
     retireCamera();
 }

@@ -5,7 +5,9 @@
 #include <QMainWindow>
 #include <QMediaCaptureSession>
 #include <QMediaDevices>
+#include <QStandardPaths>
 #include <QString>
+#include <QThreadPool>
 #include <QTimer>
 
 #include <memory>
@@ -13,6 +15,7 @@
 class QCamera;
 class QCheckBox;
 class QComboBox;
+class QDir;
 class QLabel;
 class QLayout;
 class QMediaRecorder;
@@ -59,6 +62,7 @@ private:
     void stopCamera();
     void wireCamera();
     void retireCamera();
+    void adoptRecorder();
     void handleVideoFrame(const QVideoFrame &frame);
     void populateFormats(const QCameraDevice &device);
     void armNoFrameWatchdog(quint64 generation);
@@ -80,9 +84,16 @@ private:
     void restoreInitialControls();
 
     // capture/
+    static QString outputDirectory(QStandardPaths::StandardLocation location);
+    static bool makeOutputFolder(const QDir &folder);
+    bool openOutputFolder(const QString &path, const QString &kindName);
     void openPicturesFolder();
     void openVideosFolder();
     void updateRecordingDuration(qint64 durationMs);
+    void finishRecording();
+
+    // diagnostics/
+    QStringList diagnosticsReport() const;
 
     QMediaDevices mediaDevices;
     QTimer deviceChangeTimer;
@@ -119,4 +130,6 @@ private:
     bool previewRequested = true;
     qint32 noFrameRetries = 0;
     quint64 sessionGeneration = 0;
+    // One thread: snapshots are written in the order they were taken.
+    QThreadPool snapshotWriter;
 };

@@ -31,16 +31,19 @@ inline QString lastControlTab()
 }
 } // namespace SettingsKeys
 
-// A stored flag that is neither a bool nor "true"/"false" reads as the default.
+// A stored flag: a bool, "true"/"false" in any case, or an integer (a DWORD 1 in the Windows
+// registry, "1" in an INI file), non-zero meaning true. Any other text reads as false.
 inline bool readFlag(const QSettings &settings, const QString &key, bool defaultValue = false)
 {
-    const QVariant value = settings.value(key, defaultValue);
+    const QVariant value = settings.value(key);
+    if (!value.isValid())
+        return defaultValue;
     if (value.typeId() == QMetaType::Bool)
         return value.toBool();
-    const QString text = value.toString();
+    const QString text = value.toString().trimmed();
     if (text.compare(QLatin1String("true"), Qt::CaseInsensitive) == 0)
         return true;
-    if (text.compare(QLatin1String("false"), Qt::CaseInsensitive) == 0)
-        return false;
-    return defaultValue;
+    bool isNumber = false;
+    const qlonglong number = text.toLongLong(&isNumber);
+    return isNumber && number != 0;
 }

@@ -78,6 +78,9 @@ void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
 
 void MainWindow::stopCamera()
 {
+    // The file is finished while this camera still feeds the pipeline: see retireCamera.
+    if (recorder->recorderState() == QMediaRecorder::RecordingState)
+        recorder->stop();
     if (camera) {
         disconnect(camera.get(), nullptr, this, nullptr);
         camera->stop();
@@ -98,7 +101,9 @@ void MainWindow::wireCamera()
 
 // The sink leaves at once, the camera a moment later (see retireCaptureSession). Qt 6.4's session
 // also stays broken once a camera in it has failed (pulled out while streaming, say), so every
-// camera gets a fresh one and the recorder moves over to it.
+// camera gets a fresh one and the recorder moves over to it. A recorder still finishing its file
+// moves only once it has stopped (adoptRecorder): moved earlier, Qt 6.4 would wait for the end of
+// the file right here, in an event loop of its own and without a time limit.
 void MainWindow::retireCamera()
 {
     if (!camera)
@@ -106,8 +111,19 @@ void MainWindow::retireCamera()
     captureSession->setVideoSink(nullptr);
     std::unique_ptr<QMediaCaptureSession> retiring = std::move(captureSession);
     captureSession = std::make_unique<QMediaCaptureSession>();
-    captureSession->setRecorder(recorder.get());
-    retireCaptureSession(std::move(retiring), std::move(camera));
+    const bool finishing = recorder->recorderState() != QMediaRecorder::StoppedState;
+    if (!finishing)
+        captureSession->setRecorder(recorder.get());
+    const bool finishingHere = finishing && recorder->captureSession() == retiring.get();
+    retireCaptureSession(std::move(retiring), std::move(camera),
+                         finishingHere ? recorder.get() : nullptr);
+}
+
+void MainWindow::adoptRecorder()
+{
+    if (recorder->recorderState() == QMediaRecorder::StoppedState
+        && recorder->captureSession() != captureSession.get())
+        captureSession->setRecorder(recorder.get());
 }
 
 void MainWindow::toggleCamera()

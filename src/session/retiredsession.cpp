@@ -3,7 +3,10 @@
 #include <QCamera>
 #include <QCoreApplication>
 #include <QMediaCaptureSession>
+#include <QMediaRecorder>
 #include <QTimer>
+
+#include <utility>
 
 namespace {
 // Several frame intervals of a slow camera, and well inside the 500 ms before a camera is
@@ -19,21 +22,39 @@ public:
         , camera(std::move(camera))
     { }
 
+    void endAfterSettling()
+    {
+        if (std::exchange(ending, true))
+            return;
+        QTimer::singleShot(settleMs, this, [this] { delete this; });
+    }
+
 private:
     // Declared after the session, so the camera leaves it before the session ends.
     std::unique_ptr<QMediaCaptureSession> session;
     std::unique_ptr<QCamera> camera;
+    bool ending = false;
 };
 } // namespace
 
 void retireCaptureSession(std::unique_ptr<QMediaCaptureSession> session,
-                          std::unique_ptr<QCamera> camera)
+                          std::unique_ptr<QCamera> camera, const QMediaRecorder *finishingRecorder)
 {
     if (!QCoreApplication::instance()) {
         camera.reset(); // leaves the session before it ends
         return;
     }
-    auto *retired = new RetiredSession(std::move(session), std::move(camera));
     // Whatever is left when the application ends goes with it.
-    QTimer::singleShot(settleMs, retired, [retired] { delete retired; });
+    auto *retired = new RetiredSession(std::move(session), std::move(camera));
+    if (!finishingRecorder || finishingRecorder->recorderState() == QMediaRecorder::StoppedState) {
+        retired->endAfterSettling();
+        return;
+    }
+    QObject::connect(finishingRecorder, &QMediaRecorder::recorderStateChanged, retired,
+                     [retired](QMediaRecorder::RecorderState state) {
+                         if (state == QMediaRecorder::StoppedState)
+                             retired->endAfterSettling();
+                     });
+    QObject::connect(finishingRecorder, &QObject::destroyed, retired,
+                     [retired] { retired->endAfterSettling(); });
 }

@@ -4,9 +4,13 @@
 
 class QCamera;
 class QMediaCaptureSession;
+class QMediaRecorder;
 
 // Ends a camera and the capture session it streams into a moment after the session lost its
 // video sink. Qt 6.4 puts a stand-in sink into the pipeline that must first catch up with the
 // running stream; removing the camera before that deadlocks the pipeline on this thread.
+// A recorder still finishing its file in that session (it has been told to stop) keeps both
+// until it reports that it stopped: the file is only complete once its end went through.
 void retireCaptureSession(std::unique_ptr<QMediaCaptureSession> session,
-                          std::unique_ptr<QCamera> camera);
+                          std::unique_ptr<QCamera> camera,
+                          const QMediaRecorder *finishingRecorder = nullptr);

@@ -7,6 +7,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
+#include <QMediaRecorder>
 #include <QPushButton>
 #include <QSlider>
 #include <QTabWidget>
@@ -42,6 +43,7 @@ public:
     QString currentDeviceName() const { return w.currentDeviceName; }
     QByteArray currentDeviceId() const { return w.currentDeviceId; }
     bool frameReceived() const { return w.frameReceived; }
+    bool previewRequested() const { return w.previewRequested; }
     qint32 noFrameRetries() const { return w.noFrameRetries; }
 
     QString badgeText() const { return w.connectionBadge->text(); }
@@ -62,6 +64,17 @@ public:
     QString presetGroupKey() const { return w.presetGroupKey(); }
     void toggleCamera() { w.toggleCamera(); }
     void handleVideoFrame(const QVideoFrame &frame) { w.handleVideoFrame(frame); }
+
+    // Capture and diagnostics
+    QPushButton *recordButton() const { return w.recordButton; }
+    QLabel *recordingStatus() const { return w.recordingStatus; }
+    QMediaRecorder *recorder() const { return w.recorder.get(); }
+    void takeSnapshot() { w.takeSnapshot(); }
+    void toggleRecording() { w.toggleRecording(); }
+    void updateRecordingDuration(qint64 ms) { w.updateRecordingDuration(ms); }
+    void openPicturesFolder() { w.openPicturesFolder(); }
+    void openVideosFolder() { w.openVideosFolder(); }
+    void exportDiagnostics() { w.exportDiagnostics(); }
 
 private:
     MainWindow &w;

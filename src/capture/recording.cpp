@@ -1,0 +1,124 @@
+#include "app/mainwindow.h"
+
+#include <QCamera>
+#include <QDateTime>
+#include <QDir>
+#include <QEventLoop>
+#include <QLabel>
+#include <QMediaFormat>
+#include <QMediaRecorder>
+#include <QPushButton>
+#include <QStyle>
+#include <QTimer>
+#include <QUrl>
+
+namespace {
+// An encoder flushes its look-ahead of a second or two of frames at the end.
+constexpr int finishRecordingTimeoutMs = 10000;
+
+bool isRecording(const QMediaRecorder &recorder)
+{
+    return recorder.recorderState() == QMediaRecorder::RecordingState;
+}
+
+// Qt 6.4's GStreamer back end defaults to VP9 in MP4: a 4:2:2 camera gives a stream the MP4 muxer
+// refuses, so nothing is recorded, and VP9 cannot keep up with 1080p30 on a small machine anyway.
+// H.264 in MP4 is what players expect of a ".mp4" file. Other back ends keep their defaults.
+void chooseRecordingFormat([[maybe_unused]] QMediaRecorder &recorder)
+{
+#if defined(Q_OS_LINUX) && QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
+    QMediaFormat format(QMediaFormat::MPEG4);
+    format.setVideoCodec(QMediaFormat::VideoCodec::H264);
+    recorder.setMediaFormat(format);
+#endif
+}
+} // namespace
+
+void MainWindow::toggleRecording()
+{
+    if (isRecording(*recorder)) {
+        recorder->stop();
+        return;
+    }
+    if (!camera) {
+        statusCard->setText(tr("录像失败：未选择摄像头"));
+        return;
+    }
+    if (!camera->isActive()) {
+        previewRequested = true;
+        camera->start();
+    }
+
+    const QDir folder(outputDirectory(QStandardPaths::MoviesLocation));
+    if (!makeOutputFolder(folder)) {
+        statusCard->setText(tr("录像失败：无法创建视频保存目录"));
+        return;
+    }
+    const QString timestamp =
+        QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd_HHmmss"));
+    recorder->setOutputLocation(
+        QUrl::fromLocalFile(folder.filePath(QStringLiteral("录像_%1.mp4").arg(timestamp))));
+    recorder->setQuality(QMediaRecorder::HighQuality);
+    chooseRecordingFormat(*recorder);
+    recorder->record();
+}
+
+void MainWindow::updateRecorderState()
+{
+    const bool recording = isRecording(*recorder);
+    recordButton->setText(recording ? tr("停止录像") : tr("开始录像"));
+    recordButton->setProperty("recording", recording);
+    recordingStatus->setText(recording ? tr("● 正在录像 %1").arg(QStringLiteral("00:00:00"))
+                                       : tr("未在录像"));
+    recordingStatus->setStyleSheet(recording ? QStringLiteral("color: #c93442; font-weight: 600;")
+                                             : QString());
+    recordButton->style()->unpolish(recordButton);
+    recordButton->style()->polish(recordButton);
+
+    if (recording) {
+        statusCard->setText(tr("正在录像…"));
+        return;
+    }
+    const QUrl location = recorder->actualLocation();
+    if (!location.isEmpty())
+        statusCard->setText(
+            tr("录像已保存：%1").arg(QDir::toNativeSeparators(location.toLocalFile())));
+}
+
+void MainWindow::showRecorderError()
+{
+    if (recorder->error() == QMediaRecorder::NoError)
+        return;
+    statusCard->setText(tr("录像错误：%1").arg(recorder->errorString()));
+}
+
+void MainWindow::updateRecordingDuration(qint64 durationMs)
+{
+    if (!isRecording(*recorder))
+        return;
+    const qint64 s = durationMs / 1000;
+    const QLatin1Char zero('0');
+    const QString time = QStringLiteral("%1:%2:%3")
+                             .arg(s / 3600, 2, 10, zero)
+                             .arg((s / 60) % 60, 2, 10, zero)
+                             .arg(s % 60, 2, 10, zero);
+    recordingStatus->setText(tr("● 正在录像 %1").arg(time));
+}
+
+// Waits, with a bound, until a stopped recording has written the end of its file. Only for the
+// window's end: a camera switch lets the recorder finish in the retired session instead.
+void MainWindow::finishRecording()
+{
+    if (recorder->recorderState() == QMediaRecorder::StoppedState)
+        return;
+    QEventLoop loop;
+    connect(recorder.get(), &QMediaRecorder::recorderStateChanged, &loop,
+            [&loop](QMediaRecorder::RecorderState state) {
+                if (state == QMediaRecorder::StoppedState)
+                    loop.quit();
+            });
+    QTimer::singleShot(finishRecordingTimeoutMs, &loop, &QEventLoop::quit);
+    recorder->stop();
+    if (recorder->recorderState() != QMediaRecorder::StoppedState)
+        loop.exec(QEventLoop::ExcludeUserInputEvents);
+}
