@@ -5,8 +5,6 @@
 #include "testmain.h"
 #include "vividdriver.h"
 
-#include <QProcess>
-
 using namespace SessionTest;
 
 class TestStallVivid : public QObject
@@ -42,21 +40,25 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(access.status(), QStringLiteral("预览正常：640 × 360"), 30000);
 
         History history(access);
-        QCOMPARE(QProcess::execute("v4l2-ctl", {"-d", VividDriver::captureNode(), "-c", fault}), 0);
+        QVERIFY(VividDriver::set(fault));
         const QString retry = QStringLiteral("●  正在重试");
         const QString live = QStringLiteral("●  预览正常");
         if (!retries) {
             QTest::qWait(20000);
-            QProcess::execute(
-                "v4l2-ctl",
-                {"-d", VividDriver::captureNode(), "-c", fault.section('=', 0, 0) + "=0"});
+            VividDriver::set(fault.section('=', 0, 0) + "=0");
             QVERIFY2(!history.badge.contains(retry), qPrintable(history.badge.join(" → ")));
             QCOMPARE(access.badgeText(), live);
             return;
         }
-        QVERIFY2(QTest::qWaitFor([&] { return history.badge.contains(retry); }, 5000),
-                 qPrintable(history.badge.join(" → ")));
-        // Then a live picture again, or given up: never a frozen one called live.
+        // GStreamer sometimes restarts a stream after a fatal error by itself: a picture that
+        // keeps moving needs no retry. A frozen one must not stay "live".
+        if (!QTest::qWaitFor([&] { return history.badge.contains(retry); }, 5000)) {
+            QVERIFY2(fault.startsWith("inject_fatal") && framesFlow(access),
+                     qPrintable(history.badge.join(" → ")));
+            qInfo("%s: the stream went on by itself", qPrintable(fault));
+            return;
+        }
+        // Then a live picture again, or given up.
         QTRY_VERIFY_WITH_TIMEOUT(access.badgeText() == QStringLiteral("●  无视频画面")
                                      || history.badge.lastIndexOf(live)
                                          > history.badge.indexOf(retry),

@@ -2,6 +2,9 @@
 
 #include <QDir>
 #include <QFile>
+#include <QMap>
+#include <QProcess>
+#include <QRegularExpression>
 #include <QString>
 
 // The kernel's vivid driver inside the vivid virtual machine (scripts/vivid-check.sh).
@@ -27,6 +30,32 @@ inline bool setBound(bool bound)
     QFile control(bound ? QStringLiteral("/sys/bus/platform/drivers/vivid/bind")
                         : QStringLiteral("/sys/bus/platform/drivers/vivid/unbind"));
     return control.open(QIODevice::WriteOnly) && control.write("vivid.0") > 0;
+}
+
+// "brightness,gain" → {"brightness": 200, "gain": 42}, as the driver reports them.
+inline QMap<QString, int> values(const QString &names)
+{
+    QProcess ctl;
+    ctl.start(QStringLiteral("v4l2-ctl"),
+              {QStringLiteral("-d"), captureNode(), QStringLiteral("-C"), names});
+    ctl.waitForFinished(10000);
+    QMap<QString, int> values;
+    static const QRegularExpression line(QStringLiteral("^(\\w+): (-?\\d+)$"),
+                                         QRegularExpression::MultilineOption);
+    auto matches = line.globalMatch(QString::fromUtf8(ctl.readAllStandardOutput()));
+    while (matches.hasNext()) {
+        const QRegularExpressionMatch match = matches.next();
+        values.insert(match.captured(1), match.captured(2).toInt());
+    }
+    return values;
+}
+
+inline bool set(const QString &assignment)
+{
+    return QProcess::execute(
+               QStringLiteral("v4l2-ctl"),
+               {QStringLiteral("-d"), captureNode(), QStringLiteral("-c"), assignment})
+        == 0;
 }
 
 } // namespace VividDriver
