@@ -107,7 +107,7 @@ private slots:
         QVERIFY(controls->calls.isEmpty()); // building sends nothing
 
         // Without controls: the backend's reason, no presets, the Qt-level zoom back.
-        controls = install({}, QStringLiteral("未找到与“Cam”匹配的 DirectShow 设备"));
+        show({}, QStringLiteral("Cam"), QStringLiteral("未找到与“Cam”匹配的 DirectShow 设备"));
         QCOMPARE(describe(access->colorExposureLayout()),
                  QStringList("未找到与“Cam”匹配的 DirectShow 设备"));
         QCOMPARE(describe(access->lensControlsLayout()),
@@ -168,24 +168,6 @@ private slots:
         QCOMPARE(access->status(), status);
     }
 
-    void presetGroupKey_data()
-    {
-        QTest::addColumn<QString>("description");
-        QTest::addColumn<QString>("key");
-        QTest::newRow("plain") << "Integrated Camera"
-                               << "cameraPresets/SW50ZWdyYXRlZCBDYW1lcmE";
-        QTest::newRow("URL-safe") << "Webcam >>>"
-                                  << "cameraPresets/V2ViY2FtID4-Pg";
-    }
-
-    void presetGroupKey()
-    {
-        QFETCH(QString, description);
-        QFETCH(QString, key);
-        show({}, description);
-        QCOMPARE(access->presetGroupKey(), key);
-    }
-
     void apply_data()
     {
         QTest::addColumn<QVariantMap>("stored");
@@ -235,15 +217,22 @@ private slots:
     void saveAndRestore_data()
     {
         QTest::addColumn<QString>("description");
-        QTest::newRow("plain") << "Cam";
-        QTest::newRow("separators") << "Cam / USB \\ 2";
-        QTest::newRow("non-Latin, long") << QString(300, QChar(0x6444));
+        QTest::addColumn<QString>("group"); // empty: not checked
+        QTest::newRow("plain") << "Integrated Camera"
+                               << "cameraPresets/SW50ZWdyYXRlZCBDYW1lcmE";
+        QTest::newRow("URL-safe") << "Webcam >>>"
+                                  << "cameraPresets/V2ViY2FtID4-Pg";
+        QTest::newRow("separators") << "Cam / USB \\ 2" << QString();
+        QTest::newRow("non-Latin, long") << QString(300, QChar(0x6444)) << QString();
     }
 
     void saveAndRestore()
     {
         QFETCH(QString, description);
+        QFETCH(QString, group);
         show({control(Brightness), control(Hue, true), control(Focus, true, true)}, description);
+        if (!group.isEmpty())
+            QCOMPARE(access->presetGroupKey(), group);
         controls->setValue(Brightness, 60);
         click(QStringLiteral("保存参数"));
         controls->list.removeLast();
@@ -293,19 +282,14 @@ private slots:
     }
 
 private:
-    RecordingControls *install(const QList<NativeControl> &list, const QString &error = {},
-                               const QString &description = QStringLiteral("Cam"))
+    void show(const QList<NativeControl> &list, const QString &description = QStringLiteral("Cam"),
+              const QString &error = {})
     {
         auto recording = std::make_unique<RecordingControls>();
-        RecordingControls *raw = recording.get();
-        raw->list = list;
-        raw->error = error;
+        controls = recording.get();
+        controls->list = list;
+        controls->error = error;
         access->useNativeControls(std::move(recording), description);
-        return raw;
-    }
-    void show(const QList<NativeControl> &list, const QString &description = QStringLiteral("Cam"))
-    {
-        controls = install(list, {}, description);
     }
     QWidget *row(int id) const
     {
