@@ -100,7 +100,7 @@ void MainWindow::buildUi()
 
     auto *titleBlock = new QVBoxLayout;
     titleBlock->setSpacing(2);
-    auto *appTitle = new QLabel(QStringLiteral("Tarvelo"), headerBar);
+    auto *appTitle = new QLabel(tr("Tarvelo"), headerBar);
     appTitle->setObjectName(QStringLiteral("appTitle"));
     auto *appSubtitle = new QLabel(tr("专业 USB 摄像头预览与参数控制"), headerBar);
     appSubtitle->setObjectName(QStringLiteral("appSubtitle"));
