@@ -2,8 +2,8 @@
 // Windows executable icon (an .ico whose images are PNG-compressed, one per size).
 // Usage: tarvelo_iconrender ARTWORK.svg OUT.png OUT.ico
 #include <QBuffer>
+#include <QCoreApplication>
 #include <QFile>
-#include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
 #include <QSvgRenderer>
@@ -68,9 +68,10 @@ bool write(const QString &path, const QByteArray &data)
 
 int main(int argc, char *argv[])
 {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication application(argc, argv);
-    const QStringList arguments = QGuiApplication::arguments();
+    // No QGuiApplication: painting into an image needs no platform plug-in, which keeps the tool
+    // runnable in any build environment.
+    QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
     if (arguments.size() != 4) {
         std::fputs("usage: tarvelo_iconrender ARTWORK.svg OUT.png OUT.ico\n", stderr);
         return 2;
