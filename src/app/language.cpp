@@ -24,9 +24,9 @@ QString Language::resolve(const QString &stored, QLocale::Language systemLanguag
     return systemLanguage == QLocale::Chinese ? QStringLiteral("zh_CN") : QStringLiteral("en_US");
 }
 
-QString Language::resolveStored()
+QString Language::resolveStored(QLocale::Language systemLanguage)
 {
-    return resolve(storedLanguage(), QLocale::system().language());
+    return resolve(storedLanguage(), systemLanguage);
 }
 
 void Language::installCatalogue(QApplication &application, QTranslator &translator,

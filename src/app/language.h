@@ -11,8 +11,8 @@ class QWidget;
 namespace Language {
 // "system" follows the system's language; any other stored value is used as it stands.
 QString resolve(const QString &stored, QLocale::Language systemLanguage);
-// Reads ui/language and resolves it against the system locale.
-QString resolveStored();
+// Reads ui/language and resolves it against the system's language.
+QString resolveStored(QLocale::Language systemLanguage);
 // Installs the English catalogue for languages beginning with "en"; a catalogue that
 // does not load leaves the interface in Chinese.
 void installCatalogue(QApplication &application, QTranslator &translator, const QString &language);

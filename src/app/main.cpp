@@ -20,7 +20,7 @@ int main(int argc, char *argv[])
     QApplication::setApplicationVersion(BuildInfo::version());
 
     QTranslator translator;
-    const QString language = Language::resolveStored();
+    const QString language = Language::resolveStored(QLocale::system().language());
     Language::installCatalogue(application, translator, language);
 
     Theme::apply(application);

@@ -27,6 +27,12 @@
 
 namespace {
 
+// Tab and group box titles take '&' as a shortcut marker; in the English titles it is a plain "&".
+QString plainTitle(const QString &title)
+{
+    return QString(title).replace(QLatin1Char('&'), QLatin1String("&&"));
+}
+
 // A scrolling page of "parameterTabs": transparent, never scrolls sideways.
 QVBoxLayout *addScrollPage(QTabWidget *tabs, QScrollArea *scrollArea, const QString &title)
 {
@@ -39,7 +45,7 @@ QVBoxLayout *addScrollPage(QTabWidget *tabs, QScrollArea *scrollArea, const QStr
     auto *layout = new QVBoxLayout(content);
     layout->setContentsMargins(0, 0, 4, 0);
     scrollArea->setWidget(content);
-    tabs->addTab(scrollArea, title);
+    tabs->addTab(scrollArea, plainTitle(title));
     return layout;
 }
 
@@ -100,7 +106,7 @@ void MainWindow::buildUi()
 
     auto *titleBlock = new QVBoxLayout;
     titleBlock->setSpacing(2);
-    auto *appTitle = new QLabel(QStringLiteral("Tarvelo"), headerBar);
+    auto *appTitle = new QLabel(tr("Tarvelo"), headerBar);
     appTitle->setObjectName(QStringLiteral("appTitle"));
     auto *appSubtitle = new QLabel(tr("专业 USB 摄像头预览与参数控制"), headerBar);
     appSubtitle->setObjectName(QStringLiteral("appSubtitle"));
@@ -152,7 +158,7 @@ void MainWindow::buildUi()
     sideLayout->setSpacing(10);
 
     // Camera group
-    auto *cameraGroup = new QGroupBox(tr("摄像头"), sidePanel);
+    auto *cameraGroup = new QGroupBox(plainTitle(tr("摄像头")), sidePanel);
     auto *cameraLayout = new QGridLayout(cameraGroup);
     cameraLayout->setColumnStretch(1, 1);
     const QString deviceLabelText = tr("设备");
@@ -208,7 +214,7 @@ void MainWindow::buildUi()
     auto *captureLayout = new QVBoxLayout(capturePage);
     captureLayout->setContentsMargins(0, 8, 0, 0);
 
-    auto *captureGroup = new QGroupBox(tr("截图与录像"), capturePage);
+    auto *captureGroup = new QGroupBox(plainTitle(tr("截图与录像")), capturePage);
     auto *captureGroupLayout = new QVBoxLayout(captureGroup);
     snapshotButton = createButton(tr("截图"), captureGroup);
     recordButton = createButton(tr("开始录像"), captureGroup);
@@ -233,7 +239,7 @@ void MainWindow::buildUi()
     captureGroupLayout->addWidget(diagnosticsButton);
     captureLayout->addWidget(captureGroup);
 
-    auto *orientationGroup = new QGroupBox(tr("画面方向"), capturePage);
+    auto *orientationGroup = new QGroupBox(plainTitle(tr("画面方向")), capturePage);
     auto *orientationLayout = new QVBoxLayout(orientationGroup);
     mirrorCheckBox = new QCheckBox(tr("左右镜像"), orientationGroup);
     flipCheckBox = new QCheckBox(tr("上下翻转"), orientationGroup);
@@ -256,13 +262,15 @@ void MainWindow::buildUi()
     QVBoxLayout *exposurePage = addScrollPage(parameterTabs, exposureScroll, tr("曝光与色彩"));
     exposurePage->setSpacing(8);
     const QString exposureCompTitle = tr("曝光补偿");
-    auto *exposureCompGroup = new QGroupBox(exposureCompTitle, exposureScroll->widget());
+    auto *exposureCompGroup =
+        new QGroupBox(plainTitle(exposureCompTitle), exposureScroll->widget());
     auto *exposureCompLayout = new QVBoxLayout(exposureCompGroup);
     addSliderRow(exposureCompGroup, exposureCompLayout, exposureCompTitle, exposureCompSlider,
                  exposureCompValueLabel);
     exposurePage->addWidget(exposureCompGroup);
 
-    auto *colorExposureGroup = new QGroupBox(tr("色彩与曝光"), exposureScroll->widget());
+    auto *colorExposureGroup =
+        new QGroupBox(plainTitle(tr("色彩与曝光")), exposureScroll->widget());
     colorExposureLayout = new QVBoxLayout(colorExposureGroup);
     colorExposureLayout->addWidget(new QLabel(tr("选择摄像头后读取硬件参数"), colorExposureGroup));
     colorExposureGroup->setVisible(nativeControls != nullptr);
@@ -272,7 +280,7 @@ void MainWindow::buildUi()
     // Focus & zoom page
     QVBoxLayout *focusPage = addScrollPage(parameterTabs, focusScroll, tr("对焦与变焦"));
     const QString zoomTitle = tr("变焦");
-    auto *zoomGroup = new QGroupBox(zoomTitle, focusScroll->widget());
+    auto *zoomGroup = new QGroupBox(plainTitle(zoomTitle), focusScroll->widget());
     auto *zoomLayout = new QVBoxLayout(zoomGroup);
     zoomValueLabel = new QLabel(QStringLiteral("--"), zoomGroup);
     zoomSlider = new QSlider(Qt::Horizontal, zoomGroup);
@@ -281,7 +289,7 @@ void MainWindow::buildUi()
     zoomLayout->addWidget(zoomSlider);
     focusPage->addWidget(zoomGroup);
 
-    auto *lensControlsGroup = new QGroupBox(tr("镜头控制"), focusScroll->widget());
+    auto *lensControlsGroup = new QGroupBox(plainTitle(tr("镜头控制")), focusScroll->widget());
     lensControlsLayout = new QVBoxLayout(lensControlsGroup);
     focusPage->addWidget(lensControlsGroup);
     focusPage->addStretch();
@@ -306,8 +314,8 @@ void MainWindow::buildUi()
     connect(restoreControlsButton, &QPushButton::clicked, this,
             &MainWindow::restoreInitialControls);
 
-    controlTabs->addTab(parametersPage, tr("参数设置"));
-    controlTabs->addTab(capturePage, tr("拍摄与画面"));
+    controlTabs->addTab(parametersPage, plainTitle(tr("参数设置")));
+    controlTabs->addTab(capturePage, plainTitle(tr("拍摄与画面")));
     sideLayout->addWidget(controlTabs, 1);
 
     statusCard = new QLabel(tr("正在查找摄像头…"), sidePanel);

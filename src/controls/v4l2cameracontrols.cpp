@@ -1,5 +1,7 @@
 #include "controls/v4l2cameracontrols.h"
 
+#include <QCoreApplication>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -117,9 +119,11 @@ bool V4l2CameraControls::open(const QString &description)
     entries.clear();
     closeDevice();
 
+    // Unlike the DirectShow back end's texts these have English entries, looked up here because
+    // the panel shows lastError as it stands.
     QList<QByteArray> names;
     if (!io->readDirectory(QByteArrayLiteral("/dev"), &names)) {
-        error = QStringLiteral("无法打开 V4L2 视频设备目录");
+        error = QCoreApplication::translate("MainWindow", "无法打开 V4L2 视频设备目录");
         return false;
     }
 
@@ -140,8 +144,10 @@ bool V4l2CameraControls::open(const QString &description)
     }
 
     if (fd < 0) {
-        error = captureNodes == 0 ? QStringLiteral("系统没有返回 V4L2 视频输入设备")
-                                  : QStringLiteral("未找到与“%1”匹配的 V4L2 设备").arg(description);
+        error = captureNodes == 0
+            ? QCoreApplication::translate("MainWindow", "系统没有返回 V4L2 视频输入设备")
+            : QCoreApplication::translate("MainWindow", "未找到与“%1”匹配的 V4L2 设备")
+                  .arg(description);
         return false;
     }
 
@@ -149,7 +155,7 @@ bool V4l2CameraControls::open(const QString &description)
     // asks it.
     readControls();
     if (entries.isEmpty()) {
-        error = QStringLiteral("摄像头没有公开标准 UVC 控制参数");
+        error = QCoreApplication::translate("MainWindow", "摄像头没有公开标准 UVC 控制参数");
         return false;
     }
     return true;

@@ -1,5 +1,5 @@
 // What the style sheet and the window icon load at run time fails silently when broken: a missing
-// arrow, a blank icon. The Windows icon file is only built on Windows, so it is read here.
+// arrow, a blank icon. The Windows icon file is only linked on Windows, so it is read here.
 #include "testmain.h"
 
 #include <QFile>
@@ -12,7 +12,7 @@
 #include <algorithm>
 
 #ifndef TARVELO_APP_ICON_ICO
-#error "TARVELO_APP_ICON_ICO must name src/resources/icons/app-icon.ico"
+#error "TARVELO_APP_ICON_ICO must name the rendered app-icon.ico"
 #endif
 
 namespace {
