@@ -11,6 +11,7 @@
 #include "mainwindowtestaccess.h"
 #include "mediaprobe.h"
 #include "preview/videopreviewwidget.h"
+#include "session/retiredsession.h"
 #include "testenvironment.h"
 #include "virtualcamera.h"
 
@@ -69,10 +70,15 @@ int withWindow(int argc, char *argv[], const QList<VirtualCamera::Camera> &camer
     QApplication application(argc, argv);
     TestEnvironment::setApplicationIdentity();
     Theme::apply(application);
-    MainWindow window;
-    MainWindowTestAccess access(window);
-    window.show();
-    return work(window, access);
+    int result = 0;
+    {
+        MainWindow window;
+        MainWindowTestAccess access(window);
+        window.show();
+        result = work(window, access);
+    }
+    finishRetiredSessions();
+    return result;
 }
 
 int runWindow(int argc, char *argv[])

@@ -2,6 +2,7 @@
 #include "app/language.h"
 #include "app/mainwindow.h"
 #include "app/theme.h"
+#include "session/retiredsession.h"
 
 #include <QApplication>
 #include <QTranslator>
@@ -25,7 +26,12 @@ int main(int argc, char *argv[])
 
     Theme::apply(application);
 
-    MainWindow window;
-    window.show();
-    return QApplication::exec();
+    int result = 0;
+    {
+        MainWindow window;
+        window.show();
+        result = QApplication::exec();
+    }
+    finishRetiredSessions();
+    return result;
 }

@@ -2,6 +2,8 @@
 
 #include <QCamera>
 #include <QCoreApplication>
+#include <QEventLoop>
+#include <QList>
 #include <QMediaCaptureSession>
 #include <QMediaRecorder>
 #include <QTimer>
@@ -12,6 +14,11 @@ namespace {
 // Several frame intervals of a slow camera, and well inside the 500 ms before a camera is
 // opened again, so a V4L2 device is free by then.
 constexpr int settleMs = 300;
+// Past the longest an encoder takes to flush its look-ahead.
+constexpr int finishTimeoutMs = 5000;
+
+class RetiredSession;
+QList<RetiredSession *> liveSessions;
 
 class RetiredSession : public QObject
 {
@@ -20,7 +27,10 @@ public:
         : QObject(QCoreApplication::instance())
         , session(std::move(session))
         , camera(std::move(camera))
-    { }
+    {
+        liveSessions.append(this);
+    }
+    ~RetiredSession() override { liveSessions.removeOne(this); }
 
     void endAfterSettling()
     {
@@ -57,4 +67,22 @@ void retireCaptureSession(std::unique_ptr<QMediaCaptureSession> session,
                      });
     QObject::connect(finishingRecorder, &QObject::destroyed, retired,
                      [retired] { retired->endAfterSettling(); });
+}
+
+void finishRetiredSessions()
+{
+    if (liveSessions.isEmpty() || !QCoreApplication::instance())
+        return;
+    QEventLoop loop;
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, &loop, [&loop] {
+        if (liveSessions.isEmpty())
+            loop.quit();
+    });
+    poll.start(10);
+    QTimer::singleShot(finishTimeoutMs, &loop, &QEventLoop::quit);
+    loop.exec();
+    // Never destroyed: the process ends right after this.
+    for (RetiredSession *session : std::as_const(liveSessions))
+        session->setParent(nullptr);
 }

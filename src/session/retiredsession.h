@@ -14,3 +14,8 @@ class QMediaRecorder;
 void retireCaptureSession(std::unique_ptr<QMediaCaptureSession> session,
                           std::unique_ptr<QCamera> camera,
                           const QMediaRecorder *finishingRecorder = nullptr);
+
+// Lets the retired sessions end before the application object goes: destroyed with it, without
+// their moment of settling, they can deadlock. Waits at most a few seconds; a session still
+// waiting then is left to the end of the process.
+void finishRetiredSessions();

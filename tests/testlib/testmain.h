@@ -1,5 +1,6 @@
 #pragma once
 
+#include "session/retiredsession.h"
 #include "testenvironment.h"
 
 #include <QApplication>
@@ -14,8 +15,13 @@
         prepare;                                                                                   \
         QApplication application(argc, argv);                                                      \
         TestEnvironment::setApplicationIdentity();                                                 \
-        TestClass test;                                                                            \
-        return QTest::qExec(&test, argc, argv);                                                    \
+        int result = 0;                                                                            \
+        {                                                                                          \
+            TestClass test;                                                                        \
+            result = QTest::qExec(&test, argc, argv);                                              \
+        }                                                                                          \
+        finishRetiredSessions();                                                                   \
+        return result;                                                                             \
     }
 
 #define TARVELO_TEST_MAIN(TestClass) TARVELO_TEST_MAIN_WITH(TestClass, (void)0)
