@@ -11,9 +11,6 @@
 #include <QUrl>
 
 namespace {
-constexpr int frameWidth = 1280;
-constexpr int frameHeight = 720;
-
 QString outputFolder(QStandardPaths::StandardLocation location)
 {
     return QStandardPaths::writableLocation(location) + QStringLiteral("/Tarvelo");
@@ -22,10 +19,7 @@ QString outputFolder(QStandardPaths::StandardLocation location)
 // Makes a location's folder impossible to create: a regular file stands where it would go.
 void blockLocation(QStandardPaths::StandardLocation location)
 {
-    const QString path = QStandardPaths::writableLocation(location);
-    QDir(path).removeRecursively();
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
+    QVERIFY(QFile(QStandardPaths::writableLocation(location)).open(QIODevice::WriteOnly));
 }
 } // namespace
 
@@ -49,9 +43,8 @@ private slots:
         openedUrls.clear();
         for (const auto location :
              {QStandardPaths::PicturesLocation, QStandardPaths::MoviesLocation}) {
-            const QString path = QStandardPaths::writableLocation(location);
-            QFile::remove(path);
-            QDir(path).removeRecursively();
+            QFile::remove(QStandardPaths::writableLocation(location));
+            QDir(QStandardPaths::writableLocation(location)).removeRecursively();
         }
     }
 
@@ -67,21 +60,13 @@ private:
 
 void TestSnapshot::savesOrientedFrame_data()
 {
-    // Where frame pixel (x, y) of the W x H frame lands in the saved picture.
-    using Map = QPoint (*)(QPoint);
     QTest::addColumn<int>("rotation");
     QTest::addColumn<bool>("mirrored");
     QTest::addColumn<bool>("flipped");
-    QTest::addColumn<void *>("map");
-    constexpr int W = frameWidth, H = frameHeight;
-    const auto row = [](const char *name, int rotation, bool mirrored, bool flipped, Map map) {
-        QTest::newRow(name) << rotation << mirrored << flipped << reinterpret_cast<void *>(map);
-    };
-    row("0", 0, false, false, [](QPoint p) { return p; });
-    row("90", 90, false, false, [](QPoint p) { return QPoint(H - 1 - p.y(), p.x()); });
-    row("90 mirrored", 90, true, false, [](QPoint p) { return QPoint(p.y(), p.x()); });
-    row("180 mirrored", 180, true, false, [](QPoint p) { return QPoint(p.x(), H - 1 - p.y()); });
-    row("270", 270, false, false, [](QPoint p) { return QPoint(p.y(), W - 1 - p.x()); });
+    QTest::newRow("0") << 0 << false << false;
+    QTest::newRow("90 mirrored") << 90 << true << false;
+    QTest::newRow("180 flipped") << 180 << false << true;
+    QTest::newRow("270") << 270 << false << false;
 }
 
 void TestSnapshot::savesOrientedFrame()
@@ -89,14 +74,16 @@ void TestSnapshot::savesOrientedFrame()
     QFETCH(int, rotation);
     QFETCH(bool, mirrored);
     QFETCH(bool, flipped);
-    QFETCH(void *, map);
-    const auto toSaved = reinterpret_cast<QPoint (*)(QPoint)>(map);
-
     MainWindow window;
     MainWindowTestAccess access(window);
     QTRY_VERIFY_WITH_TIMEOUT(access.frameReceived(), 8000);
-    const QImage frame = access.preview()->currentFrameImage();
-    QCOMPARE(frame.size(), QSize(frameWidth, frameHeight));
+    // The colour bars stand still: the frame now is the frame at the snapshot. Turned clockwise,
+    // then mirrored.
+    const QImage expected = access.preview()
+                                ->currentFrameImage()
+                                .transformed(QTransform().rotate(rotation))
+                                .mirrored(mirrored, flipped)
+                                .convertToFormat(QImage::Format_RGB32);
 
     access.rotationCombo()->setCurrentIndex(access.rotationCombo()->findData(rotation));
     access.mirrorCheckBox()->setChecked(mirrored);
@@ -104,22 +91,23 @@ void TestSnapshot::savesOrientedFrame()
     access.takeSnapshot();
     const QString prefix = QStringLiteral("截图已保存：");
     QTRY_VERIFY(access.status().startsWith(prefix));
-    const QString path = access.status().mid(prefix.size());
-    QVERIFY(QFileInfo(path).fileName().contains(
+    const QFileInfo file(access.status().mid(prefix.size()));
+    QVERIFY(file.fileName().contains(
         QRegularExpression(QStringLiteral("^截图_\\d{8}_\\d{6}_\\d{3}\\.png$"))));
-    QCOMPARE(QFileInfo(path).absolutePath(), outputFolder(QStandardPaths::PicturesLocation));
+    QCOMPARE(file.absolutePath(), outputFolder(QStandardPaths::PicturesLocation));
 
-    const QImage saved(path, "PNG");
-    QCOMPARE(saved.size(), rotation % 180 ? frame.size().transposed() : frame.size());
-    // Inside the white, blue and dark-blue areas of the colour bars, away from their edges.
-    for (const QPoint p : {QPoint(60, 200), QPoint(1220, 200), QPoint(60, 680)}) {
-        const QColor expected = frame.pixelColor(p);
-        const QColor actual = saved.pixelColor(toSaved(p));
-        QVERIFY2(qAbs(expected.red() - actual.red()) + qAbs(expected.green() - actual.green())
-                         + qAbs(expected.blue() - actual.blue())
-                     < 12,
-                 qPrintable(QStringLiteral("%1,%2").arg(p.x()).arg(p.y())));
-    }
+    const QImage saved = QImage(file.filePath(), "PNG").convertToFormat(QImage::Format_RGB32);
+    QCOMPARE(saved.size(), expected.size());
+    qsizetype differing = 0; // pixels more than a little off: only a few, at the bars' edges
+    for (int y = 0; y < saved.height(); ++y)
+        for (int x = 0; x < saved.width(); ++x) {
+            const QRgb a = saved.pixel(x, y), b = expected.pixel(x, y);
+            differing +=
+                qAbs(qRed(a) - qRed(b)) + qAbs(qGreen(a) - qGreen(b)) + qAbs(qBlue(a) - qBlue(b))
+                >= 12;
+        }
+    QVERIFY2(differing < saved.width() * saved.height() / 100,
+             qPrintable(QString::number(differing)));
 }
 
 void TestSnapshot::failures()
@@ -143,8 +131,6 @@ void TestSnapshot::openFolders_data()
     QTest::addColumn<bool>("blocked");
     QTest::addColumn<QString>("status");
     QTest::newRow("pictures") << true << false << QStringLiteral("已打开图片保存目录");
-    QTest::newRow("videos") << false << false << QStringLiteral("已打开视频保存目录");
-    QTest::newRow("pictures blocked") << true << true << QStringLiteral("无法创建图片保存目录");
     QTest::newRow("videos blocked") << false << true << QStringLiteral("无法创建视频保存目录");
 }
 
@@ -171,5 +157,5 @@ TARVELO_TEST_MAIN_WITH(TestSnapshot,
                        VirtualCamera::install({{QStringLiteral("Snapshot Cam"),
                                                 true,
                                                 true,
-                                                {{frameWidth, frameHeight, 30, "YUY2"}}}}))
+                                                {{1280, 720, 30, "YUY2"}}}}))
 #include "tst_snapshot.moc"
