@@ -5,7 +5,6 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTimer>
@@ -23,35 +22,25 @@ QList<VirtualCamera::Camera> cameras()
     return list;
 }
 
-// Answers Qt's own save dialog with `fileName` (empty: cancel), confirming an overwrite; returns
-// the dialog's proposed file name.
+// Answers the save dialog the window opens with `fileName` (empty: cancel); returns the name the
+// dialog proposed.
 QString answerSaveDialog(MainWindowTestAccess &access, const QString &fileName)
 {
     QString proposed;
-    QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, [&] {
-        if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
-            box->button(QMessageBox::Yes)->click();
-        } else if (auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget())) {
-            if (!proposed.isEmpty())
-                return;
-            proposed = dialog->selectedFiles().value(0);
-            if (fileName.isEmpty()) {
-                dialog->reject();
-            } else {
-                // Typed, as a user would.
-                dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(fileName);
-                // Outside this timer's slot, so the overwrite question can be answered.
-                QTimer::singleShot(0, dialog,
-                                   [dialog] { static_cast<QDialog *>(dialog)->accept(); });
-            }
-        }
+    // Runs in the dialog's own event loop.
+    QTimer::singleShot(0, [&] {
+        auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
+        QVERIFY(dialog);
+        proposed = dialog->selectedFiles().value(0);
+        // Asking before an overwrite is Qt's business, not the program's.
+        dialog->setOption(QFileDialog::DontConfirmOverwrite);
+        // Typed, as a user would.
+        dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(fileName);
+        fileName.isEmpty() ? dialog->reject() : static_cast<QDialog *>(dialog)->accept();
     });
-    poll.start(20);
     access.exportDiagnostics();
     return proposed;
 }
-
 } // namespace
 
 class TestDiagnostics : public QObject
@@ -100,7 +89,9 @@ void TestDiagnostics::report()
     QCOMPARE(access.status(), QStringLiteral("诊断信息已保存：%1").arg(target));
 
     QVERIFY(old.open(QIODevice::ReadOnly));
-    const QString text = QString::fromUtf8(old.readAll());
+    const QByteArray data = old.readAll();
+    QVERIFY(data.startsWith("GeneratedAt: ")); // no byte-order mark
+    const QString text = QString::fromUtf8(data);
     QVERIFY(QFile::remove(target));
     QString keys = QStringLiteral(
         "GeneratedAt AppVersion BuildId QtVersion OperatingSystem Kernel CpuArchitecture "
@@ -113,7 +104,7 @@ void TestDiagnostics::report()
     for (int i = 1; i <= 10; ++i)
         keys += QStringLiteral("Device%1.Name Device%1.Id Device%1.Default Device%1.FormatCount ")
                     .arg(i);
-    // Every line "key: value", the last one ended too, with no byte-order mark before the first.
+    // Every line "key: value", the last one ended too.
     QCOMPARE(
         QString(text).remove(QRegularExpression(QStringLiteral(": [^\n]*"))).replace(u'\n', u' '),
         keys);
