@@ -1,4 +1,5 @@
 #include "app/mainwindow.h"
+#include "app/settingskeys.h"
 #include "mainwindowtestaccess.h"
 #include "testmain.h"
 #include "videopreviewwidgettestaccess.h"
@@ -59,6 +60,26 @@ private slots:
                 chain << name;
         }
         QCOMPARE(chain, expected);
+    }
+
+    void readFlag_data()
+    {
+        QTest::addColumn<QVariant>("stored");
+        QTest::addColumn<bool>("expected");
+        // Any case of true or false, or a number (a registry DWORD), non-zero being true.
+        QTest::newRow("TRUE") << QVariant(QStringLiteral("TRUE")) << true;
+        QTest::newRow("false") << QVariant(QStringLiteral("false")) << false;
+        QTest::newRow("1") << QVariant(1) << true;
+        QTest::newRow("0") << QVariant(0) << false;
+        QTest::newRow("-2") << QVariant(-2) << true;
+    }
+
+    void readFlag()
+    {
+        QFETCH(QVariant, stored);
+        QFETCH(bool, expected);
+        QSettings().setValue(SettingsKeys::mirrored(), stored);
+        QCOMPARE(::readFlag(QSettings(), SettingsKeys::mirrored()), expected);
     }
 
     void restoresSettings_data()

@@ -52,11 +52,10 @@ private slots:
         QFile file(QStringLiteral(":/style/tarvelo.qss"));
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QString sheet = QString::fromUtf8(file.readAll());
-        QVERIFY2(QImageReader::supportedImageFormats().contains("svg"),
-                 "Qt's SVG image-format plug-in is not installed");
         static const QRegularExpression url(QStringLiteral(R"(url\(\s*([^)\s]+)\s*\))"));
         for (auto it = url.globalMatch(sheet); it.hasNext();) {
             const QString path = it.next().captured(1);
+            // Null also without Qt's SVG image-format plug-in.
             QVERIFY2(!QImage(path).isNull(), qPrintable(path + QStringLiteral(" does not load")));
         }
 
