@@ -22,6 +22,15 @@ void addFailure(QStringList &failed, const QString &name)
     if (!failed.contains(name, Qt::CaseSensitive))
         failed.append(name);
 }
+// The refused controls' stored names with the count of accepted ones, or the plain success. The
+// "、" joins the names in every language.
+QString outcome(const QStringList &failed, int succeeded, const QString &partial,
+                const QString &success)
+{
+    if (failed.isEmpty())
+        return success.arg(succeeded);
+    return partial.arg(failed.join(QStringLiteral("、")), QString::number(succeeded));
+}
 } // namespace
 
 QString MainWindow::presetGroupKey() const
@@ -92,13 +101,8 @@ void MainWindow::applyControlPreset()
     settings.endGroup();
     rebuildHardwareControls();
 
-    if (!failed.isEmpty()) {
-        statusCard->setText(tr("部分参数未应用：%1（成功 %2 项）")
-                                .arg(failed.join(QStringLiteral("、")))
-                                .arg(applied));
-        return;
-    }
-    statusCard->setText(tr("应用成功：已更新 %1 项参数").arg(applied));
+    statusCard->setText(outcome(failed, applied, tr("部分参数未应用：%1（成功 %2 项）"),
+                                tr("应用成功：已更新 %1 项参数")));
 }
 
 void MainWindow::restoreInitialControls()
@@ -119,11 +123,6 @@ void MainWindow::restoreInitialControls()
     }
     rebuildHardwareControls();
 
-    if (!failed.isEmpty()) {
-        statusCard->setText(tr("部分参数未恢复：%1（成功 %2 项）")
-                                .arg(failed.join(QStringLiteral("、")))
-                                .arg(restored));
-        return;
-    }
-    statusCard->setText(tr("恢复成功：已恢复 %1 项初始设置").arg(restored));
+    statusCard->setText(outcome(failed, restored, tr("部分参数未恢复：%1（成功 %2 项）"),
+                                tr("恢复成功：已恢复 %1 项初始设置")));
 }
