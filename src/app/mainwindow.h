@@ -15,12 +15,16 @@
 class QCamera;
 class QCheckBox;
 class QComboBox;
+class QFrame;
+class QGroupBox;
 class QDir;
 class QLabel;
 class QLayout;
 class QMediaRecorder;
 class QPushButton;
+class QScrollArea;
 class QSlider;
+class QTabWidget;
 class QVBoxLayout;
 class QVideoFrame;
 class NativeCameraControls;
@@ -53,7 +57,18 @@ private:
     friend class MainWindowTestAccess;
 
     // app/
+    struct UiHandles;
     void buildUi();
+    QFrame *buildHeader(QWidget *parent, UiHandles &ui);
+    QVBoxLayout *buildPreviewColumn(QWidget *parent, UiHandles &ui);
+    QFrame *buildSidePanel(QWidget *parent, UiHandles &ui);
+    QGroupBox *buildCameraGroup(QWidget *parent, UiHandles &ui);
+    QWidget *buildCapturePage(QWidget *parent, UiHandles &ui);
+    void buildExposurePage(QTabWidget *parameterTabs, QScrollArea *scroll);
+    void buildFocusPage(QTabWidget *parameterTabs, QScrollArea *scroll);
+    QWidget *buildPresetButtons(QWidget *parent, UiHandles &ui);
+    void connectUi(const UiHandles &ui);
+    void restoreUiSettings(QTabWidget *controlTabs);
 
     // session/
     void requestCameraPermission();
