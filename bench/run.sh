@@ -1,9 +1,8 @@
 #!/usr/bin/env bash
-# Builds and runs the benchmarks under Xvfb (plain X11 painting, no software OpenGL).
+# Builds and runs the benchmarks under Xvfb, with the program's default settings.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${TARVELO_BUILD_DIR:-$root/build}
 "$root/scripts/install-deps.sh"
 "$root/scripts/build.sh"
-export QT_XCB_GL_INTEGRATION=none
 exec xvfb-run -a -s "-screen 0 1920x1080x24" "$build/bench/tarvelo_bench"

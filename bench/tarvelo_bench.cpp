@@ -67,6 +67,7 @@ int withWindow(int argc, char *argv[], const QList<VirtualCamera::Camera> &camer
 {
     TestEnvironment environment;
     VirtualCamera::install(cameras);
+    QApplication::setAttribute(Qt::AA_ForceRasterWidgets); // as the program does
     QApplication application(argc, argv);
     TestEnvironment::setApplicationIdentity();
     Theme::apply(application);

@@ -22,8 +22,6 @@ Xvfb "$display" -screen 0 1280x1024x24 -nolisten tcp >/dev/null 2>&1 &
 xvfb=$!
 trap 'kill "$app" "$xvfb" 2>/dev/null || true' EXIT
 export DISPLAY=$display
-# Software OpenGL under Xvfb costs several times the CPU of plain X11 painting.
-export QT_XCB_GL_INTEGRATION=none
 for _ in $(seq 50); do xdpyinfo >/dev/null 2>&1 && break; sleep 0.1; done 2>/dev/null || sleep 1
 "$build/src/tarvelo" &
 app=$!

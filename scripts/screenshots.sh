@@ -22,8 +22,6 @@ Xvfb -displayfd 3 -screen 0 1600x1000x24 -nolisten tcp 3>"$tmp/display" >/dev/nu
 pids+=($!)
 for _ in $(seq 50); do [ -s "$tmp/display" ] && break; sleep 0.1; done
 export DISPLAY=:$(cat "$tmp/display")
-# Software OpenGL under Xvfb costs several times the CPU of plain X11 painting.
-export QT_XCB_GL_INTEGRATION=none
 export QT_MEDIA_BACKEND=gstreamer
 # Only the virtual camera, from the build tree, with a registry of its own.
 export GST_PLUGIN_PATH="$build/tools/virtualcamera/plugin/gst"
