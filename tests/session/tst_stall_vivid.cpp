@@ -63,9 +63,10 @@ private slots:
                                      || history.badge.lastIndexOf(live)
                                          > history.badge.indexOf(retry),
                                  40000);
+        const QString seen = fault + ": " + history.badge.join(" → ");
         if (access.badgeText() == live)
-            QVERIFY(framesFlow(access));
-        qInfo("%s: %s", qPrintable(fault), qPrintable(history.badge.join(" → ")));
+            QVERIFY2(framesFlow(access), qPrintable(seen));
+        qInfo("%s", qPrintable(seen));
     }
 };
 
