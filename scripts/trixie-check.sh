@@ -30,16 +30,28 @@ if [ ! -x "$trixie/usr/bin/apt-get" ]; then
     mv "$trixie.partial" "$trixie"
 fi
 
-# The working tree as it is (uncommitted changes included), file times kept so that the build
-# directory inside the root only rebuilds what changed.
+# The working tree as it is (uncommitted changes included). Only files whose content changed are
+# replaced, so the build directory inside the root rebuilds just what changed.
 source_dir=/opt/tarvelo/src
 build_dir=/opt/tarvelo/build
+incoming=$trixie/opt/tarvelo/incoming
 step "copying the working tree to $trixie$source_dir"
-rm -rf "${trixie:?}$source_dir"
-mkdir -p "$trixie$source_dir"
+rm -rf "$incoming"
+mkdir -p "$incoming" "$trixie$source_dir"
 (cd "$root" && git ls-files -z --cached --others --exclude-standard \
     | xargs -0 -r sh -c 'for f; do [ -e "$f" ] && printf "%s\0" "$f"; done' sh \
-    | tar --null -T - -cf -) | tar -xf - -C "$trixie$source_dir"
+    | tar --null -T - -cf -) | tar -xf - -C "$incoming"
+(cd "$incoming" && find . -type f -print0) | while IFS= read -r -d '' file; do
+    target=$trixie$source_dir/$file
+    cmp -s "$incoming/$file" "$target" && continue
+    mkdir -p "$(dirname "$target")"
+    rm -f "$target"
+    cp "$incoming/$file" "$target"
+done
+(cd "$trixie$source_dir" && find . -type f -print0) | while IFS= read -r -d '' file; do
+    [ -e "$incoming/$file" ] || rm -f "$trixie$source_dir/$file"
+done
+rm -rf "$incoming"
 
 mounted=()
 unmount_all() {
