@@ -1,6 +1,10 @@
 #!/usr/bin/env bash
-# Installs what building, running and testing Tarvelo need on Debian 12. Safe to run again.
+# Installs what building, running and testing Tarvelo need on Debian 12 (bookworm, Qt 6.4) or
+# Debian 13 (trixie, Qt 6.8). Safe to run again.
 set -euo pipefail
+
+# shellcheck source=/dev/null
+. /etc/os-release
 
 packages=(
     cmake ninja-build g++ git pkg-config
@@ -13,6 +17,15 @@ packages=(
     xvfb xauth x11-utils fonts-noto-cjk
     g++-mingw-w64-x86-64 mingw-w64-x86-64-dev binutils-mingw-w64-x86-64
 )
+case ${VERSION_CODENAME:-} in
+bookworm) ;;
+# Qt's SVG image plug-in moved out of libqt6svg6.
+trixie) packages+=(qt6-svg-plugins) ;;
+*)
+    echo "install-deps: ${PRETTY_NAME:-this system} is not supported; Debian 12 and 13 are" >&2
+    exit 2
+    ;;
+esac
 
 missing=()
 for package in "${packages[@]}"; do

@@ -110,6 +110,7 @@ private slots:
         QVERIFY(cameras.plug({camera(QStringLiteral("Cam A")), camera(QStringLiteral("Cam B")),
                               camera(QStringLiteral("Cam C"), true)}));
         const QList<QCameraDevice> devices = QMediaDevices::videoInputs();
+        QCOMPARE(devices.size(), 3);
         QVERIFY(devices.first().isDefault());
         const QByteArray stored = storedIndex >= 0 ? devices.at(storedIndex).id()
             : storedIndex == -2                    ? QByteArray("no-such-camera")
@@ -233,9 +234,14 @@ private slots:
     {
         // What Qt 6.4 shows after a V4L2 camera came back: a stale entry and a live one that look
         // alike. Only the newest is offered.
+#if QT_VERSION >= QT_VERSION_CHECK(6, 5, 0)
+        QSKIP("Two look-alike entries are told apart only on Qt 6.4");
+#endif
         QVERIFY(cameras.plug({camera(QStringLiteral("Cam A"), true),
                               camera(QStringLiteral("Cam B")), camera(QStringLiteral("Cam B"))}));
-        const QByteArray newest = QMediaDevices::videoInputs().constLast().id();
+        const QList<QCameraDevice> devices = QMediaDevices::videoInputs();
+        QCOMPARE(devices.size(), 3);
+        const QByteArray newest = devices.constLast().id();
 
         MainWindow window;
         MainWindowTestAccess access(window);
@@ -248,5 +254,6 @@ private slots:
     }
 };
 
-TARVELO_TEST_MAIN_WITH(TestDiscovery, VirtualCamera::install({}))
+TARVELO_TEST_MAIN_WITH(TestDiscovery, if (!TestEnvironment::canServeVirtualCameras()) return 77;
+                       VirtualCamera::install({}))
 #include "tst_discovery.moc"
