@@ -26,7 +26,7 @@ if [ ! -x "$trixie/usr/bin/apt-get" ]; then
         || DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends debootstrap
     step "making a Debian 13 root in $trixie"
     rm -rf "$trixie.partial"
-    debootstrap --variant=minbase trixie "$trixie.partial" http://deb.debian.org/debian
+    debootstrap --variant=minbase trixie "$trixie.partial"
     mv "$trixie.partial" "$trixie"
 fi
 
