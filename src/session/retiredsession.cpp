@@ -11,9 +11,14 @@
 #include <utility>
 
 namespace {
-// Several frame intervals of a slow camera, and well inside the 500 ms before a camera is
-// opened again, so a V4L2 device is free by then.
+#if QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
+// Qt 6.4 with GStreamer: several frame intervals of a slow camera, and well inside the 500 ms
+// before a camera is opened again, so a V4L2 device is free by then.
 constexpr int settleMs = 300;
+#else
+// Later versions need no moment of settling; the end still waits for the event loop.
+constexpr int settleMs = 0;
+#endif
 // Past the longest an encoder takes to flush its look-ahead.
 constexpr int finishTimeoutMs = 5000;
 
