@@ -3,6 +3,7 @@
 // v4l2-ctl. Without vivid it exits with 77, which CTest reports as skipped.
 
 #include "controls/nativecameracontrols.h"
+#include "mediaprobe.h"
 #include "panelrows.h"
 #include "sessiontest.h"
 #include "testmain.h"
@@ -112,6 +113,20 @@ void TestVividSession::manualFormat()
     QVERIFY2(index > 0, "vivid offers 640 × 360");
     access.formatCombo()->setCurrentIndex(index);
     QTRY_COMPARE_WITH_TIMEOUT(access.status(), QStringLiteral("预览正常：640 × 360"), 30000);
+
+    // A picture and a few seconds of video from the real driver, on whichever back end Qt has.
+    access.snapshotButton()->click();
+    QTRY_VERIFY_WITH_TIMEOUT(access.status().startsWith(QStringLiteral("截图已保存：")), 10000);
+    QCOMPARE(QImage(access.status().section(QStringLiteral("："), 1)).size(), QSize(640, 360));
+    access.recordButton()->click();
+    QTRY_COMPARE_WITH_TIMEOUT(access.status(), QStringLiteral("正在录像…"), 10000);
+    QTest::qWait(4000);
+    access.recordButton()->click();
+    QTRY_VERIFY_WITH_TIMEOUT(access.status().startsWith(QStringLiteral("录像已保存：")), 20000);
+    const MediaProbe probe = MediaProbe::of(access.status().section(QStringLiteral("："), 1));
+    qInfo("recording: %s, %s, %.1f s", qPrintable(probe.container), qPrintable(probe.videoCaps),
+          probe.seconds);
+    QVERIFY(probe.readable && !probe.videoCaps.isEmpty() && probe.seconds > 1);
 }
 
 void TestVividSession::unplugAndReplug()
