@@ -3,7 +3,6 @@
 #include <QCamera>
 #include <QComboBox>
 #include <QLabel>
-#include <QMediaRecorder>
 #include <QPushButton>
 #include <QTimer>
 
@@ -13,10 +12,9 @@ constexpr int retryPauseMs = 800;
 constexpr int maximumRetries = 2;
 } // namespace
 
+// stopCamera ends a running recording first, while the camera still feeds it.
 void MainWindow::handleDeviceChange()
 {
-    if (recorder->recorderState() == QMediaRecorder::RecordingState)
-        recorder->stop();
     ++sessionGeneration;
     stopCamera();
     formatCombo->setEnabled(false);
