@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs, builds and runs every test: the CTest suite (without the opt-in "vivid" label, which
-# needs the vivid virtual machine) and the syntax checks of the Windows-only sources.
+# needs the vivid virtual machine), the syntax checks of the Windows-only sources and the checks of
+# the installed tree and the .deb.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${TARVELO_BUILD_DIR:-$root/build}
@@ -8,7 +9,7 @@ build=${TARVELO_BUILD_DIR:-$root/build}
 "$root/scripts/build.sh"
 
 status=0
-for check in "$root"/scripts/check-windows-*.sh; do
+for check in "$root"/scripts/check-*.sh; do
     [ -x "$check" ] || continue
     "$check" || status=1
 done
