@@ -31,9 +31,9 @@ fi
 step "making the packages: the current one and an earlier version to upgrade from"
 debs=$work.debs
 rm -rf "$debs" && mkdir -p "$debs"
-(cd "$debs" && cpack -G DEB --config "$build/CPackConfig.cmake" -B "$debs" >/dev/null \
+(cd "$debs" && cpack -G DEB --config "$build/CPackConfig.cmake" -B "$debs" >/dev/null 2>&1 \
     && cpack -G DEB --config "$build/CPackConfig.cmake" -B "$debs/earlier" \
-        -D CPACK_PACKAGE_VERSION=0.9.3 >/dev/null)
+        -D CPACK_PACKAGE_VERSION=0.9.3 >/dev/null 2>&1)
 current=$(find "$debs" -maxdepth 1 -name 'tarvelo_*.deb')
 earlier=$(find "$debs/earlier" -maxdepth 1 -name 'tarvelo_0.9.3_*.deb')
 [ -n "$current" ] && [ -n "$earlier" ] || fail "cpack made no packages"
@@ -41,7 +41,7 @@ expected=$(cd "$debs" && rm -rf tree && cmake --install "$build" --prefix tree/u
     && cd tree && find . -type f | sed 's/^\.//' | sort)
 
 step "copying the pristine root to $work"
-rm -rf "$work"
+rm -rf "$work" "$work.log"
 cp -a "$pristine" "$work"
 mkdir -p "$work/opt/check"
 cp "$current" "$earlier" "$work/opt/check/"
@@ -56,7 +56,7 @@ unmount_all() {
     mounted=()
 }
 trap unmount_all EXIT
-for fs in proc sys dev dev/shm; do
+for fs in proc sys dev dev/pts dev/shm; do
     mount --bind "/$fs" "$work/$fs"
     mounted+=("$work/$fs")
 done
@@ -64,6 +64,9 @@ in_root() {
     chroot "$work" /usr/bin/env -i HOME=/root LANG=C.UTF-8 PATH=/usr/sbin:/usr/bin:/sbin:/bin \
         DEBIAN_FRONTEND=noninteractive bash -euo pipefail -c "$1"
 }
+# apt's and dpkg's chatter goes to a log, shown only when a step fails.
+log=$work.log
+quietly() { in_root "$1" >>"$log" 2>&1 || fail "failed: $1 (see $log)"; }
 # Everything a package could leave behind; the home folder, logs and apt's own state are not.
 snapshot() {
     in_root 'find / -xdev \( -path /proc -o -path /sys -o -path /dev -o -path /tmp -o -path /root \
@@ -72,39 +75,46 @@ snapshot() {
 }
 
 step "apt install of the earlier package, which brings the dependencies"
-in_root "apt-get update -q >/dev/null && apt-get install -y -q /opt/check/$(basename "$earlier") >/dev/null"
-# Test tools only: the program's own needs must all come from the package.
-in_root "apt-get install -y -q --no-install-recommends xvfb xauth procps >/dev/null"
-in_root "dpkg --purge tarvelo >/dev/null"
+quietly "apt-get update -q && apt-get install -y -q /opt/check/$(basename "$earlier")"
+quietly "dpkg --purge tarvelo"
 before=$(snapshot)
 
 step "install, upgrade to $(basename "$current"), install it again"
-in_root "apt-get install -y -q /opt/check/$(basename "$earlier") >/dev/null"
-in_root "apt-get install -y -q /opt/check/$(basename "$current") >/dev/null"
-in_root "apt-get install -y -q --reinstall /opt/check/$(basename "$current") >/dev/null"
+quietly "apt-get install -y -q /opt/check/$(basename "$earlier")"
+quietly "apt-get install -y -q /opt/check/$(basename "$current")"
+quietly "apt-get install -y -q --reinstall /opt/check/$(basename "$current")"
 owned=$(in_root 'dpkg -L tarvelo | while read -r f; do [ -f "$f" ] && echo "$f"; done | sort')
 [ "$owned" = "$expected" ] || fail "dpkg -L differs from the install tree:"$'\n'"$(diff <(echo "$expected") <(echo "$owned"))"
 
 step "starting the installed program under Xvfb with the virtual camera"
-rm -rf "$work/tmp/fb" && mkdir -p "$work/tmp/fb"
-in_root "Xvfb :7 -screen 0 1280x900x24 -nolisten tcp -fbdir /tmp/fb >/dev/null 2>&1 &
-    for _ in \$(seq 100); do [ -e /tmp/fb/Xvfb_screen0 ] && break; sleep 0.1; done
-    sleep 1
-    DISPLAY=:7 GST_PLUGIN_PATH=/opt/check XDG_RUNTIME_DIR=/tmp/fb tarvelo &
-    app=\$!
-    sleep 12
-    cp /tmp/fb/Xvfb_screen0 /tmp/fb/earlier.xwd
-    sleep 1
-    cp /tmp/fb/Xvfb_screen0 /tmp/fb/later.xwd
-    kill \$app; wait \$app || true
-    pkill Xvfb || true"
+# The X server runs outside the root, so that nothing but the package and what it depends on is
+# installed there; the program reaches it through the abstract socket the two share.
+screens=$(mktemp -d)
+display=:$((90 + RANDOM % 100))
+Xvfb "$display" -screen 0 1280x900x24 -nolisten tcp -fbdir "$screens" >/dev/null 2>&1 &
+xvfb=$!
+for _ in $(seq 100); do [ -e "$screens/Xvfb_screen0" ] && break; sleep 0.1; done
+sleep 1
+in_root "mkdir -p -m 700 /tmp/runtime
+    DISPLAY=$display GST_PLUGIN_PATH=/opt/check XDG_RUNTIME_DIR=/tmp/runtime tarvelo &
+    echo \$! >/tmp/tarvelo.pid
+    wait" &
+session=$!
+sleep 12
+cp "$screens/Xvfb_screen0" "$screens/earlier.xwd"
+sleep 1
+cp "$screens/Xvfb_screen0" "$screens/later.xwd"
+kill "$(cat "$work/tmp/tarvelo.pid")" 2>/dev/null || true
+wait "$session" || true
+kill "$xvfb" 2>/dev/null || true
 shot=$work.png
-python3 "$root/scripts/package-check-picture.py" "$work/tmp/fb/earlier.xwd" "$work/tmp/fb/later.xwd" "$shot" \
+python3 "$root/scripts/package-check-picture.py" "$screens/earlier.xwd" "$screens/later.xwd" "$shot" \
     || fail "the installed program shows no live picture (screen: $shot)"
+rm -rf "$screens"
 echo "package-check: screen of the installed program: $shot"
 
 step "removing the package"
-in_root "apt-get remove -y -q tarvelo >/dev/null && dpkg --purge tarvelo >/dev/null"
+quietly "apt-get purge -y -q tarvelo"
 after=$(snapshot)
 [ "$before" = "$after" ] || fail "removal left the system changed:"$'\n'"$(diff <(echo "$before") <(echo "$after"))"
 step "passed: installed from the package alone, live picture, no stray files after removal"
