@@ -23,6 +23,8 @@ int main(int argc, char *argv[])
     QApplication::setApplicationName(QStringLiteral("Tarvelo"));
     QApplication::setOrganizationName(QStringLiteral("Mossgrove"));
     QApplication::setApplicationVersion(BuildInfo::version());
+    // Lets the desktop match the window to its installed entry and icon.
+    QGuiApplication::setDesktopFileName(QStringLiteral(TARVELO_APP_ID));
 
     QTranslator translator;
     const QString language = Language::resolveStored(QLocale::system().language());
