@@ -98,7 +98,9 @@ void TestDiagnostics::report()
     QCOMPARE(access.status(), QStringLiteral("诊断信息已保存：%1").arg(target));
 
     QVERIFY(old.open(QIODevice::ReadOnly));
-    const QString text = QString::fromUtf8(old.readAll()); // no byte-order mark either
+    const QByteArray data = old.readAll();
+    QVERIFY(data.startsWith("GeneratedAt: ")); // no byte-order mark
+    const QString text = QString::fromUtf8(data);
     QVERIFY(QFile::remove(target));
     QString keys = QStringLiteral(
         "GeneratedAt AppVersion BuildId QtVersion OperatingSystem Kernel CpuArchitecture "
