@@ -198,7 +198,7 @@ private slots:
         MediaProbe probe;
         if (files.size() == 1)
             (void)QTest::qWaitFor(
-                [&] { return (probe = MediaProbe::of(files[0].filePath())).seconds > 0; }, 10000);
+                [&] { return (probe = MediaProbe::of(files[0].filePath())).seconds > 0; }, 30000);
         QEXPECT_FAIL(
             "unplug",
             "Qt 6.4 closes the file at the camera's read error, before its index is written",
