@@ -1,32 +1,30 @@
-#include "app/mainwindow.h"
 #include "app/settingskeys.h"
 #include "mainwindowtestaccess.h"
 #include "session/camerapermission.h"
 #include "testmain.h"
 #include "videopreviewwidgettestaccess.h"
 
-#include <QSettings>
 #include <QStatusBar>
 
 namespace {
 QPushButton *button(QWidget &window, const QString &text)
 {
-    const auto buttons = window.findChildren<QPushButton *>();
-    const auto found = std::find_if(buttons.cbegin(), buttons.cend(), [&](QPushButton *candidate) {
-        return candidate->text() == text;
-    });
-    return found == buttons.cend() ? nullptr : *found;
+    for (QPushButton *candidate : window.findChildren<QPushButton *>()) {
+        if (candidate->text() == text)
+            return candidate;
+    }
+    return nullptr;
 }
 
-void compareOrientation(MainWindowTestAccess &access, bool mirrored, bool flipped, int rotation)
+// Mirror, flip and rotation as the controls show them and as the preview applies them; the tab.
+QString orientation(const MainWindowTestAccess &access)
 {
     VideoPreviewWidgetTestAccess preview(*access.preview());
-    QCOMPARE(access.mirrorCheckBox()->isChecked(), mirrored);
-    QCOMPARE(access.flipCheckBox()->isChecked(), flipped);
-    QCOMPARE(access.rotationCombo()->currentData().toInt(), rotation);
-    QCOMPARE(preview.mirrored(), mirrored);
-    QCOMPARE(preview.flippedVertically(), flipped);
-    QCOMPARE(preview.rotation(), rotation);
+    return QString::asprintf(
+        "%d %d %d, preview %d %d %d, tab %d", access.mirrorCheckBox()->isChecked(),
+        access.flipCheckBox()->isChecked(), access.rotationCombo()->currentData().toInt(),
+        preview.mirrored(), preview.flippedVertically(), preview.rotation(),
+        access.controlTabs()->currentIndex());
 }
 } // namespace
 
@@ -44,8 +42,7 @@ private slots:
         QCOMPARE(CameraPermission::check(), CameraPermission::Status::Granted);
         QObject context;
         auto answer = CameraPermission::Status::Undetermined;
-        CameraPermission::request(&context,
-                                  [&answer](CameraPermission::Status status) { answer = status; });
+        CameraPermission::request(&context, [&answer](auto status) { answer = status; });
         QTRY_COMPARE(answer, CameraPermission::Status::Granted);
     }
 
@@ -58,80 +55,64 @@ private slots:
                 "刷新设备 controlTabs parameterTabs 截图 开始录像 图片文件夹 视频文件夹 "
                 "导出诊断信息 左右镜像 上下翻转 画面旋转 曝光补偿 变焦 保存参数 应用参数 "
                 "恢复初始设置")
-                .split(QLatin1Char(' '));
+                .split(u' ');
         MainWindow window;
         QStringList chain;
         for (QWidget *widget = window.nextInFocusChain(); widget != &window;
              widget = widget->nextInFocusChain()) {
             const auto *button = qobject_cast<QAbstractButton *>(widget);
-            QString name = button ? button->text() : widget->accessibleName();
-            if (!expected.contains(name))
-                name = widget->objectName();
-            if (!expected.contains(name))
-                name = QString::fromLatin1(widget->metaObject()->className());
-            if (expected.contains(name))
-                chain << name;
+            for (const QString &name :
+                 {button ? button->text() : widget->accessibleName(), widget->objectName(),
+                  QString::fromLatin1(widget->metaObject()->className())}) {
+                if (expected.contains(name)) {
+                    chain << name;
+                    break;
+                }
+            }
         }
         QCOMPARE(chain, expected);
     }
 
-    void readFlag_data()
-    {
-        QTest::addColumn<QVariant>("stored");
-        QTest::addColumn<bool>("expected");
-        // Any case of true or false, or a number (a registry DWORD), non-zero being true.
-        QTest::newRow("TRUE") << QVariant(QStringLiteral("TRUE")) << true;
-        QTest::newRow("false") << QVariant(QStringLiteral("false")) << false;
-        QTest::newRow("1") << QVariant(1) << true;
-        QTest::newRow("0") << QVariant(0) << false;
-        QTest::newRow("-2") << QVariant(-2) << true;
-    }
-
     void readFlag()
     {
-        QFETCH(QVariant, stored);
-        QFETCH(bool, expected);
-        QSettings().setValue(SettingsKeys::mirrored(), stored);
-        QCOMPARE(::readFlag(QSettings(), SettingsKeys::mirrored()), expected);
+        // Any case of true or false, or a number (a registry DWORD), non-zero being true.
+        const QList<std::pair<QVariant, bool>> flags = {
+            {"TRUE", true}, {"false", false}, {1, true}, {0, false}, {-2, true}};
+        for (const auto &[stored, expected] : flags) {
+            QSettings().setValue(SettingsKeys::mirrored(), stored);
+            QCOMPARE(
+                std::pair(stored.toString(), ::readFlag(QSettings(), SettingsKeys::mirrored())),
+                std::pair(stored.toString(), expected));
+        }
     }
 
     void restoresSettings_data()
     {
         QTest::addColumn<QVariantMap>("stored");
-        QTest::addColumn<bool>("mirrored");
-        QTest::addColumn<bool>("flipped");
-        QTest::addColumn<int>("rotation");
-        QTest::addColumn<int>("tab");
-
-        QTest::newRow("first run") << QVariantMap() << false << false << 0 << 0;
+        QTest::addColumn<QString>("restored");
+        QTest::newRow("first run") << QVariantMap() << "0 0 0, preview 0 0 0, tab 0";
         QTest::newRow("text flag, turned, capture tab")
             << QVariantMap {{"preview/flippedVertically", "true"},
                             {"preview/rotation", 90},
                             {"ui/lastControlTab", 1}}
-            << false << true << 90 << 1;
+            << "0 1 90, preview 0 1 90, tab 1";
         QTest::newRow("odd values")
             << QVariantMap {{"preview/rotation", 45},
                             {"preview/mirrored", "maybe"},
                             {"preview/flippedVertically", QStringList {"x"}},
                             {"ui/lastControlTab", 7}}
-            << false << false << 0 << 0;
+            << "0 0 0, preview 0 0 0, tab 0";
     }
 
     void restoresSettings()
     {
         QFETCH(QVariantMap, stored);
-        QFETCH(bool, mirrored);
-        QFETCH(bool, flipped);
-        QFETCH(int, rotation);
-        QFETCH(int, tab);
-
         QSettings settings;
         for (auto it = stored.cbegin(); it != stored.cend(); ++it)
             settings.setValue(it.key(), it.value());
         MainWindow window;
         MainWindowTestAccess access(window);
-        compareOrientation(access, mirrored, flipped, rotation);
-        QCOMPARE(access.controlTabs()->currentIndex(), tab);
+        QTEST(orientation(access), "restored");
 
         // Restoring adds no key and leaves odd values as they were; a first run stores nothing.
         QCOMPARE(settings.allKeys().size(), stored.size());
@@ -139,15 +120,14 @@ private slots:
             QCOMPARE(settings.value(it.key()).toString(), it.value().toString());
 
         // Changed controls take effect at once and are what the next window restores.
-        access.mirrorCheckBox()->toggle();
-        access.flipCheckBox()->toggle();
+        access.mirrorCheckBox()->setChecked(true);
+        access.flipCheckBox()->setChecked(false);
         access.rotationCombo()->setCurrentIndex(3);
-        access.controlTabs()->setCurrentIndex(1 - tab);
-        compareOrientation(access, !mirrored, !flipped, 270);
+        access.controlTabs()->setCurrentIndex(1);
+        const QString changed = QStringLiteral("1 0 270, preview 1 0 270, tab 1");
+        QCOMPARE(orientation(access), changed);
         MainWindow next;
-        MainWindowTestAccess restored(next);
-        compareOrientation(restored, !mirrored, !flipped, 270);
-        QCOMPARE(restored.controlTabs()->currentIndex(), 1 - tab);
+        QCOMPARE(orientation(MainWindowTestAccess(next)), changed);
     }
 
     void fullScreenAndSidePanel()
@@ -158,17 +138,15 @@ private slots:
         QVERIFY(QTest::qWaitForWindowActive(&window));
         QPushButton *panelToggle = button(window, QStringLiteral("收起面板"));
         QPushButton *fullScreen = button(window, QStringLiteral("全屏预览"));
-        const QWidgetList parts = {window.findChild<QWidget *>(QStringLiteral("headerBar")),
-                                   window.statusBar(), panelToggle,
-                                   window.findChild<QWidget *>(QStringLiteral("sidePanel"))};
+        const QWidgetList parts = {window.findChild<QWidget *>("headerBar"), window.statusBar(),
+                                   panelToggle, window.findChild<QWidget *>("sidePanel")};
         QVERIFY(!parts.contains(nullptr) && fullScreen);
         // Full screen or not, then the parts above: + shown, - hidden.
         const auto shown = [&] {
             QString marks = window.isFullScreen() ? QStringLiteral("F") : QStringLiteral("W");
             for (const QWidget *widget : parts)
-                marks += widget->isHidden() ? QLatin1Char('-') : QLatin1Char('+');
-            return marks + QLatin1Char(' ') + panelToggle->text() + QLatin1Char(' ')
-                + fullScreen->text();
+                marks += widget->isHidden() ? u'-' : u'+';
+            return marks + u' ' + panelToggle->text() + u' ' + fullScreen->text();
         };
 
         // Escape only leaves full screen, never enters it; leaving full screen brings the side

@@ -53,23 +53,32 @@ private slots:
         TestEnvironment::clearSettings();
         QDir().mkpath(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
     }
-    void report_data();
-    void report();
-    void outcomes();
-};
 
-void TestDiagnostics::report_data()
-{
-    QTest::addColumn<bool>("withCamera");
-    QTest::newRow("before the camera exists") << false;
-    QTest::newRow("camera running, turned 90 degrees") << true;
-}
+    void report_data()
+    {
+        QTest::addColumn<bool>("withCamera");
+        QTest::newRow("before the camera exists") << false;
+        QTest::newRow("camera running, turned 90 degrees") << true;
+    }
+
+    void report();
+};
 
 void TestDiagnostics::report()
 {
     QFETCH(bool, withCamera);
     MainWindow window;
     MainWindowTestAccess access(window);
+    access.statusCard()->setText(QStringLiteral("untouched"));
+    answerSaveDialog(access, QString());
+    QCOMPARE(access.status(), QStringLiteral("untouched"));
+    // A regular file where a folder of the path should be: the file cannot be opened.
+    const QString blocked = QDir::temp().filePath(QStringLiteral("tarvelo-diag-blocker"));
+    QVERIFY(QFile(blocked).open(QIODevice::WriteOnly));
+    answerSaveDialog(access, blocked + QStringLiteral("/report.txt"));
+    QCOMPARE(access.status(), QStringLiteral("诊断信息导出失败：无法写入文件"));
+    QVERIFY(QFile::remove(blocked));
+
     if (withCamera) {
         QTRY_VERIFY_WITH_TIMEOUT(access.frameReceived(), 8000);
         access.rotationCombo()->setCurrentIndex(1);
@@ -109,7 +118,6 @@ void TestDiagnostics::report()
         QString(text).remove(QRegularExpression(QStringLiteral(": [^\n]*"))).replace(u'\n', u' '),
         keys);
 
-    QVERIFY(!QMediaDevices::videoInputs().isEmpty());
     const QString values =
         QStringLiteral("AppVersion: 0.9.4|LanguageSetting: system|CameraCreated: %1|"
                        "LastFrameSize: %2|RecorderState: 0|MirrorHorizontal: %1|Rotation: %3|"
@@ -122,22 +130,6 @@ void TestDiagnostics::report()
     for (const QString &line : values.split(u'|'))
         QVERIFY2(text.contains(u'\n' + line + u'\n'), qPrintable(line));
     QVERIFY(text.contains(QRegularExpression(QStringLiteral("\nBuildId: [0-9a-f]{40}\n"))));
-}
-
-void TestDiagnostics::outcomes()
-{
-    MainWindow window;
-    MainWindowTestAccess access(window);
-    access.statusCard()->setText(QStringLiteral("untouched"));
-    answerSaveDialog(access, QString());
-    QCOMPARE(access.status(), QStringLiteral("untouched"));
-
-    // A regular file where a folder of the path should be: the file cannot be opened.
-    const QString blocked = QDir::temp().filePath(QStringLiteral("tarvelo-diag-blocker"));
-    QVERIFY(QFile(blocked).open(QIODevice::WriteOnly));
-    answerSaveDialog(access, blocked + QStringLiteral("/report.txt"));
-    QCOMPARE(access.status(), QStringLiteral("诊断信息导出失败：无法写入文件"));
-    QVERIFY(QFile::remove(blocked));
 }
 
 TARVELO_TEST_MAIN_WITH(TestDiagnostics, if (!TestEnvironment::canServeVirtualCameras()) return 77;
