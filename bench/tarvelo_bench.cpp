@@ -1,8 +1,8 @@
-// Start-up latency and preview CPU cost of the real window against the virtual 1080p camera;
-// snapshot and recording costs.
+// Start-up latency, preview CPU, memory and pictures shown of the program as a user starts it,
+// watched from outside on the X screen; snapshot and recording costs of the window in-process.
 //
 //   tarvelo_bench            runs every figure (needs an X display, see bench/run.sh)
-//   tarvelo_bench --window   one window process: prints "first-frame" when the preview works
+//   tarvelo_bench --preview  only start-up, preview CPU, memory and pictures shown
 //   tarvelo_bench --snapshot W H   one window process: times ten snapshots of a W x H camera
 //   tarvelo_bench --record S       one window process: records S seconds of 1080p30
 
@@ -11,44 +11,31 @@
 #include "mainwindowtestaccess.h"
 #include "mediaprobe.h"
 #include "preview/videopreviewwidget.h"
+#include "screenwatch.h"
 #include "session/retiredsession.h"
 #include "testenvironment.h"
+#include "userrun.h"
 #include "virtualcamera.h"
 
 #include <QApplication>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QMediaRecorder>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTest>
 #include <QTextStream>
-#include <QThread>
 #include <QTimer>
-#include <QVideoSink>
-
-#include <functional>
-
-#include <QDir>
-#include <QLabel>
-#include <QMediaRecorder>
 
 #include <algorithm>
+#include <functional>
+#include <optional>
 #include <sys/resource.h>
-#include <unistd.h>
 
 namespace {
-const QString marker = QStringLiteral("first-frame");
 constexpr int startRuns = 10;
 constexpr int cpuWindowSeconds = 10;
-
-QList<VirtualCamera::Camera> fullHdCamera()
-{
-    return {{QStringLiteral("Bench Camera 1080p"),
-             true,
-             true,
-             {{1920, 1080, 30, "YUY2"}, {1920, 1080, 30, "NV12"}}}};
-}
 
 double median(QList<double> values);
 
@@ -65,7 +52,19 @@ double ownCpuSeconds()
 int withWindow(int argc, char *argv[], const QList<VirtualCamera::Camera> &cameras,
                const std::function<int(MainWindow &, MainWindowTestAccess &)> &work)
 {
+    // A home of its own, but the user's display and sound server: the test environment's
+    // offscreen platform would leave out the cost of drawing on the screen.
+    const QList<QByteArray> kept = {"QT_QPA_PLATFORM", "PULSE_SERVER"};
+    QList<std::optional<QByteArray>> values;
+    for (const QByteArray &name : kept)
+        values << (qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt);
     TestEnvironment environment;
+    for (qsizetype i = 0; i < kept.size(); ++i) {
+        if (values.at(i))
+            qputenv(kept.at(i), *values.at(i));
+        else
+            qunsetenv(kept.at(i));
+    }
     VirtualCamera::install(cameras);
     QApplication::setAttribute(Qt::AA_ForceRasterWidgets); // as the program does
     QApplication application(argc, argv);
@@ -80,24 +79,6 @@ int withWindow(int argc, char *argv[], const QList<VirtualCamera::Camera> &camer
     }
     finishRetiredSessions();
     return result;
-}
-
-int runWindow(int argc, char *argv[])
-{
-    return withWindow(argc, argv, fullHdCamera(),
-                      [](MainWindow &window, MainWindowTestAccess &access) {
-                          // Connected after the window's own frame handler, so it runs right after
-                          // it.
-                          QObject::connect(access.preview()->videoSink(),
-                                           &QVideoSink::videoFrameChanged, &window, [&access] {
-                                               static bool reported = false;
-                                               if (!reported && access.frameReceived()) {
-                                                   reported = true;
-                                                   QTextStream(stdout) << marker << Qt::endl;
-                                               }
-                                           });
-                          return QApplication::exec();
-                      });
 }
 
 QList<VirtualCamera::Camera> benchCamera(int width, int height)
@@ -224,107 +205,183 @@ double median(QList<double> values)
     return n % 2 ? values.at(n / 2) : (values.at(n / 2 - 1) + values.at(n / 2)) / 2;
 }
 
-// User plus system CPU seconds of a process so far.
-double cpuSeconds(qint64 pid)
+VirtualCamera::Camera userCamera(int width, int height)
 {
-    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!stat.open(QIODevice::ReadOnly))
-        return -1;
-    const QByteArray line = stat.readAll();
-    const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
-    // Fields after the command name start at 3 (state); utime and stime are 14 and 15.
-    const double ticks = fields.at(11).toDouble() + fields.at(12).toDouble();
-    return ticks / double(sysconf(_SC_CLK_TCK));
+    return {QStringLiteral("Bench Camera"), true, true, {{width, height, 30, "YUY2"}}};
 }
 
-// Starts the window process; returns the milliseconds until it reported its first frame.
-double startWindow(QProcess &process)
+// Camera colour bars, not the window's greys.
+bool isColourful(QRgb colour)
+{
+    const int high = std::max({qRed(colour), qGreen(colour), qBlue(colour)});
+    const int low = std::min({qRed(colour), qGreen(colour), qBlue(colour)});
+    return high - low > 96;
+}
+
+// Waits until a large area is drawn whose centre shows the colour bars; returns that area.
+QRect waitForPicture(ScreenWatch &screen, int timeoutMs)
 {
     QElapsedTimer clock;
     clock.start();
-    process.setProgram(QCoreApplication::applicationFilePath());
-    process.setArguments({QStringLiteral("--window")});
-    process.setProcessChannelMode(QProcess::SeparateChannels);
-    process.setStandardErrorFile(QProcess::nullDevice());
-    process.start();
-    while (process.waitForReadyRead(15000)) {
-        while (process.canReadLine()) {
-            if (process.readLine().trimmed() == marker.toLatin1())
-                return double(clock.nsecsElapsed()) / 1e6;
-        }
+    while (clock.elapsed() < timeoutMs) {
+        const std::optional<ScreenWatch::Draw> draw = screen.next(int(timeoutMs - clock.elapsed()));
+        if (!draw)
+            break;
+        if (draw->area.width() >= 320 && draw->area.height() >= 180
+            && isColourful(screen.pixel(draw->area.center())))
+            return draw->area;
     }
-    return -1;
+    return {};
 }
 
-void stop(QProcess &process)
+// Pictures drawn over `picture` during the given time: draws covering more than half of it.
+int countPictures(ScreenWatch &screen, const QRect &picture, int milliseconds)
 {
-    process.terminate();
-    if (!process.waitForFinished(3000))
-        process.kill();
-    process.waitForFinished(3000);
+    QElapsedTimer clock;
+    clock.start();
+    int count = 0;
+    const qint64 half = qint64(picture.width()) * picture.height() / 2;
+    while (clock.elapsed() < milliseconds) {
+        const std::optional<ScreenWatch::Draw> draw =
+            screen.next(int(milliseconds - clock.elapsed()));
+        if (!draw)
+            continue;
+        // Rectangles of one drawn region do not overlap: at most one covers more than half.
+        const QRect covered = draw->area.intersected(picture);
+        if (qint64(covered.width()) * covered.height() > half)
+            ++count;
+    }
+    return count;
 }
 
-double measureCpu(QProcess &process)
+struct Steady
 {
-    QThread::sleep(2); // settle past start-up work
-    const double before = cpuSeconds(process.processId());
-    QThread::sleep(cpuWindowSeconds);
-    const double after = cpuSeconds(process.processId());
-    return after - before;
+    double cpuSeconds = -1;
+    double framesPerSecond = 0;
+};
+
+// CPU seconds and pictures shown per second over the measuring window, after a settling time.
+Steady measureSteady(ScreenWatch &screen, qint64 pid, const QRect &picture)
+{
+    countPictures(screen, picture, 2000); // past start-up work
+    const double before = ProcessFigures::cpuSeconds(pid);
+    const int pictures = countPictures(screen, picture, cpuWindowSeconds * 1000);
+    const double after = ProcessFigures::cpuSeconds(pid);
+    return {after - before, double(pictures) / cpuWindowSeconds};
 }
 
-int runAll()
+QString figure(double value, int decimals = 2)
 {
-    QTextStream out(stdout);
-    if (qEnvironmentVariableIsEmpty("DISPLAY")) {
-        out << "needs an X display (bench/run.sh starts Xvfb)" << Qt::endl;
-        return 1;
+    return QString::number(value, 'f', decimals);
+}
+
+// The program on a camera of the given size: start-up, CPU, memory and pictures shown.
+struct ProgramRun
+{
+    double startMs = -1;
+    Steady steady;
+    double residentMb = 0;
+    double peakResidentMb = 0;
+    int threads = 0;
+};
+
+ProgramRun runProgram(ScreenWatch &screen, int width, int height, bool steady)
+{
+    ProgramRun result;
+    screen.blank();
+    UserRun program(userCamera(width, height));
+    QElapsedTimer clock;
+    clock.start();
+    if (!program.start())
+        return result;
+    const QRect picture = waitForPicture(screen, 15000);
+    if (picture.isEmpty())
+        return result;
+    result.startMs = double(clock.nsecsElapsed()) / 1e6;
+    if (steady) {
+        result.steady = measureSteady(screen, program.pid(), picture);
+        result.residentMb = ProcessFigures::residentMegabytes(program.pid());
+        result.peakResidentMb = ProcessFigures::peakResidentMegabytes(program.pid());
+        result.threads = ProcessFigures::threads(program.pid());
     }
+    return result;
+}
 
-    QList<double> startTimes;
-    for (int i = 0; i < startRuns; ++i) {
-        QProcess window;
-        const double ms = startWindow(window);
-        stop(window);
-        if (ms < 0) {
-            out << "run " << i + 1 << ": no first frame" << Qt::endl;
-            return 1;
-        }
-        startTimes << ms;
-    }
-    out << "start to first frame, virtual 1920x1080 camera, " << startRuns << " runs:" << Qt::endl;
-    out << "  median " << QString::number(median(startTimes), 'f', 0) << " ms (min "
-        << QString::number(*std::min_element(startTimes.cbegin(), startTimes.cend()), 'f', 0)
-        << ", max "
-        << QString::number(*std::max_element(startTimes.cbegin(), startTimes.cend()), 'f', 0)
-        << "; includes the 500 ms start delay)" << Qt::endl;
-
-    QProcess window;
-    if (startWindow(window) < 0)
-        return 1;
-    const double windowCpu = measureCpu(window);
-    stop(window);
-
-    const QString gstLaunch = QStandardPaths::findExecutable(QStringLiteral("gst-launch-1.0"));
+// The bare pipeline a preview amounts to: the same picture, converted and scaled to about the
+// size the window shows, drawn on the screen.
+Steady runBarePipeline(ScreenWatch &screen)
+{
+    screen.blank();
     QProcess pipeline;
     pipeline.setStandardOutputFile(QProcess::nullDevice());
     pipeline.setStandardErrorFile(QProcess::nullDevice());
-    pipeline.start(gstLaunch,
-                   QStringList {QStringLiteral("videotestsrc"), QStringLiteral("pattern=smpte"),
-                                QStringLiteral("is-live=true"), QStringLiteral("!"),
-                                QStringLiteral("video/x-raw,format=YUY2,width=1920,height=1080,"
-                                               "framerate=30/1"),
-                                QStringLiteral("!"), QStringLiteral("videoconvert"),
-                                QStringLiteral("!"), QStringLiteral("ximagesink")});
-    if (!pipeline.waitForStarted(5000))
-        return 1;
-    const double pipelineCpu = measureCpu(pipeline);
-    stop(pipeline);
+    const QString elements = QStringLiteral(
+        "videotestsrc pattern=smpte is-live=true ! video/x-raw,format=YUY2,width=1920,height=1080,"
+        "framerate=30/1 ! videoconvert ! videoscale ! video/x-raw,width=960,height=540 ! "
+        "ximagesink");
+    pipeline.start(QStandardPaths::findExecutable(QStringLiteral("gst-launch-1.0")),
+                   elements.split(QLatin1Char(' ')));
+    Steady result;
+    if (pipeline.waitForStarted(5000)) {
+        const QRect picture = waitForPicture(screen, 15000);
+        if (!picture.isEmpty())
+            result = measureSteady(screen, pipeline.processId(), picture);
+    }
+    stopProcess(pipeline);
+    return result;
+}
 
-    out << "CPU seconds per " << cpuWindowSeconds << " s of 1080p30 preview:" << Qt::endl;
-    out << "  tarvelo " << QString::number(windowCpu, 'f', 2) << ", bare gst-launch "
-        << QString::number(pipelineCpu, 'f', 2) << ", ratio "
-        << QString::number(pipelineCpu > 0 ? windowCpu / pipelineCpu : 0, 'f', 2) << Qt::endl;
+void printSteady(QTextStream &out, const QString &what, const ProgramRun &run)
+{
+    out << "  " << what << ": " << figure(run.steady.cpuSeconds) << " CPU-s per "
+        << cpuWindowSeconds << " s, " << figure(run.steady.framesPerSecond, 1)
+        << " pictures shown per second (" << figure(run.steady.framesPerSecond / 30 * 100, 0)
+        << " % of the camera's 30), RSS " << figure(run.residentMb, 0) << " MB (peak "
+        << figure(run.peakResidentMb, 0) << " MB), " << run.threads << " threads" << Qt::endl;
+}
+
+int runAll(bool previewOnly)
+{
+    QTextStream out(stdout);
+    // One connection throughout: an X server resets when its last client leaves.
+    ScreenWatch screen;
+    if (!screen.isOpen()) {
+        out << "needs an X display with the DAMAGE extension (bench/run.sh starts Xvfb)"
+            << Qt::endl;
+        return 1;
+    }
+    out << "the program as a user starts it (default settings, one virtual YUY2 camera), "
+           "watched on the X screen"
+        << Qt::endl;
+
+    QList<double> startTimes;
+    for (int i = 0; i < startRuns; ++i) {
+        const ProgramRun run = runProgram(screen, 1920, 1080, false);
+        if (run.startMs < 0) {
+            out << "run " << i + 1 << ": no picture on the screen" << Qt::endl;
+            return 1;
+        }
+        startTimes << run.startMs;
+    }
+    out << "start to first picture on the screen, 1920x1080@30, " << startRuns
+        << " runs:" << Qt::endl;
+    out << "  median " << figure(median(startTimes), 0) << " ms (min "
+        << figure(*std::min_element(startTimes.cbegin(), startTimes.cend()), 0) << ", max "
+        << figure(*std::max_element(startTimes.cbegin(), startTimes.cend()), 0)
+        << "; includes the 500 ms start delay)" << Qt::endl;
+
+    const ProgramRun fullHd = runProgram(screen, 1920, 1080, true);
+    const Steady bare = runBarePipeline(screen);
+    out << "preview, after 2 s of settling:" << Qt::endl;
+    printSteady(out, QStringLiteral("tarvelo 1920x1080@30"), fullHd);
+    out << "  bare gst-launch (YUY2 1080p30, videoconvert, videoscale to 960x540, ximagesink): "
+        << figure(bare.cpuSeconds) << " CPU-s, " << figure(bare.framesPerSecond, 1)
+        << " pictures per second" << Qt::endl;
+    out << "  ratio tarvelo / bare pipeline: "
+        << figure(bare.cpuSeconds > 0 ? fullHd.steady.cpuSeconds / bare.cpuSeconds : 0) << Qt::endl;
+    printSteady(out, QStringLiteral("tarvelo 3840x2160@30"), runProgram(screen, 3840, 2160, true));
+    if (previewOnly)
+        return 0;
 
     out << "snapshot, wall time from the click to the saved message (10 runs):" << Qt::endl;
     runChild({QStringLiteral("--snapshot"), QStringLiteral("1920"), QStringLiteral("1080")});
@@ -337,12 +394,10 @@ int runAll()
 
 int main(int argc, char *argv[])
 {
-    if (argc > 1 && qstrcmp(argv[1], "--window") == 0)
-        return runWindow(argc, argv);
     if (argc > 3 && qstrcmp(argv[1], "--snapshot") == 0)
         return runSnapshots(argc, argv, atoi(argv[2]), atoi(argv[3]));
     if (argc > 2 && qstrcmp(argv[1], "--record") == 0)
         return runRecording(argc, argv, atoi(argv[2]));
     QCoreApplication application(argc, argv);
-    return runAll();
+    return runAll(argc > 1 && qstrcmp(argv[1], "--preview") == 0);
 }

@@ -115,6 +115,11 @@ void VideoPreviewWidget::handleFrame(const QVideoFrame &frame)
         return;
     }
     latestFrame = frame;
-    videoItem->setSize(QSizeF(frame.size()));
+    // Refitting moves the view, which repaints all of it and recomputes its scroll range. Only a
+    // new frame size needs it here: resizes, orientation and native-size changes refit themselves.
+    const QSizeF size(frame.size());
+    if (videoItem->size() == size)
+        return;
+    videoItem->setSize(size);
     fitToView();
 }
