@@ -47,19 +47,9 @@ mkdir -p "$work/opt/check"
 cp "$current" "$earlier" "$work/opt/check/"
 cp "$build"/tools/virtualcamera/plugin/gst/*.so "$work/opt/check/"
 
-mounted=()
-unmount_all() {
-    local i
-    for ((i = ${#mounted[@]} - 1; i >= 0; i--)); do
-        umount "${mounted[i]}" || umount -l "${mounted[i]}"
-    done
-    mounted=()
-}
-trap unmount_all EXIT
-for fs in proc sys dev dev/pts dev/shm; do
-    mount --bind "/$fs" "$work/$fs"
-    mounted+=("$work/$fs")
-done
+# shellcheck source=chroot-mounts.sh
+. "$root/scripts/chroot-mounts.sh"
+mount_kernel_filesystems "$work" dev/pts dev/shm
 in_root() {
     chroot "$work" /usr/bin/env -i HOME=/root LANG=C.UTF-8 PATH=/usr/sbin:/usr/bin:/sbin:/bin \
         DEBIAN_FRONTEND=noninteractive bash -euo pipefail -c "$1"

@@ -53,19 +53,9 @@ done
 done
 rm -rf "$incoming"
 
-mounted=()
-unmount_all() {
-    local i
-    for ((i = ${#mounted[@]} - 1; i >= 0; i--)); do
-        umount "${mounted[i]}" || umount -l "${mounted[i]}"
-    done
-    mounted=()
-}
-trap unmount_all EXIT
-for fs in proc sys dev; do
-    mount --bind "/$fs" "$trixie/$fs"
-    mounted+=("$trixie/$fs")
-done
+# shellcheck source=chroot-mounts.sh
+. "$root/scripts/chroot-mounts.sh"
+mount_kernel_filesystems "$trixie"
 
 step "installing the dependencies, building, running the tests without the vivid label"
 unit_status=0
