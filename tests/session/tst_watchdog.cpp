@@ -11,6 +11,7 @@ const QString live = QStringLiteral("●  预览正常");
 const QString retry = QStringLiteral("●  正在重试");
 const QString givenUp = QStringLiteral("●  无视频画面");
 const QString waiting = QStringLiteral("●  等待画面");
+const QString starting = QStringLiteral("●  正在启动");
 const QStringList messages = {QStringLiteral("尚未收到画面，正在重新建立摄像头连接（1/2）…"),
                               QStringLiteral("尚未收到画面，正在重新建立摄像头连接（2/2）…"),
                               QStringLiteral("当前格式没有收到画面，请改回“自动（推荐）”。"),
@@ -132,19 +133,22 @@ private slots:
         // watchdog gives up when no frame comes.
         QTest::newRow("never a picture")
             << VirtualCamera::Camera {silentCamera, true, false, formats} << false
-            << QStringList {waiting, retry, waiting, retry, waiting, givenUp} << messages
-            << "1280 × 720   30 fps";
+            << QStringList {starting, waiting,  retry,   starting, waiting,
+                            retry,    starting, waiting, givenUp}
+            << messages << "1280 × 720   30 fps";
         VirtualCamera::Camera stalling {goodCamera, true, true, {{640, 480, 30, "YUY2"}}};
         stalling.stopsAfterFrames = 15;
         QTest::newRow("stops mid-stream")
             << stalling << false
-            << QStringList {waiting, live, retry, waiting, live, retry, waiting, live, givenUp}
+            << QStringList {starting, waiting, live,     retry,   starting, waiting,
+                            live,     retry,   starting, waiting, live,     givenUp}
             << QStringList {messages.at(0), messages.at(1), messages.at(3)} << "640 × 480   30 fps";
         QTest::newRow("2 fps")
             << VirtualCamera::Camera {goodCamera, true, true, {{640, 480, 2, "YUY2"}}} << false
-            << QStringList {waiting, live} << QStringList() << "自动（推荐）";
+            << QStringList {starting, waiting, live} << QStringList() << "自动（推荐）";
         QTest::newRow("stopped by the user")
-            << stalling << true << QStringList {waiting, live} << QStringList() << "自动（推荐）";
+            << stalling << true << QStringList {starting, waiting, live} << QStringList()
+            << "自动（推荐）";
     }
 
     void silentStreams()
@@ -164,7 +168,7 @@ private slots:
         }
         QTRY_VERIFY_WITH_TIMEOUT(history.badge.contains(badges.constLast()), 30000);
         QTest::qWait(5000); // well past the 3500 ms a silent stream is given
-        QCOMPARE(History::only(history.badge, {waiting, live, retry, givenUp}), badges);
+        QCOMPARE(History::only(history.badge, {starting, waiting, live, retry, givenUp}), badges);
         QCOMPARE(History::only(history.status, messages), statuses);
         QCOMPARE(access.formatCombo()->currentText(), format);
     }
