@@ -104,8 +104,10 @@ private slots:
             return;
         }
         // Prepared at once when granted, before the window is first shown; opened 500 ms later.
-        if (check == Status::Granted)
+        if (check == Status::Granted) {
             QVERIFY(!access.camera());
+            QCOMPARE(access.badgeText(), QStringLiteral("●  正在启动"));
+        }
         const QCameraDevice &device = devices.at(qMax(stored, 0));
         QTRY_COMPARE(access.status(), QStringLiteral("正在准备：%1").arg(device.description()));
         QCOMPARE(access.currentDeviceId(), device.id());
