@@ -5,7 +5,6 @@
 #include "virtualcamera.h"
 
 #include <QMediaDevices>
-#include <QPointer>
 #include <QProxyStyle>
 #include <QSignalSpy>
 #include <QStyleFactory>
@@ -22,19 +21,13 @@ inline bool waitForPreview(MainWindowTestAccess &access, int timeoutMs = startTi
                            timeoutMs);
 }
 
-// Waits until Qt's own device list has caught up with a hotplug.
-inline bool waitForDeviceCount(qsizetype count)
-{
-    return QTest::qWaitFor([count] { return QMediaDevices::videoInputs().size() == count; });
-}
-
 inline VirtualCamera::Camera camera(const QString &name, bool isDefault = false, bool frames = true)
 {
     return {name, isDefault, frames, {{640, 480, 30, "YUY2"}, {1280, 720, 30, "NV12"}}};
 }
 
-// The cameras of one test: plugged by the test, all unplugged in cleanup(), so that no test
-// sees another's.
+// The cameras a test plugs, all unplugged in its cleanup so that no test sees another's. Each
+// call returns once Qt's own device list has caught up.
 class Cameras
 {
 public:
@@ -45,22 +38,32 @@ public:
                 return false;
             names << camera.name;
         }
-        return waitForDeviceCount(names.size());
+        return listed();
     }
     bool unplug(const QString &name)
     {
-        return names.removeOne(name) && VirtualCamera::unplug(name);
+        return names.removeOne(name) && VirtualCamera::unplug(name) && listed();
     }
     bool unplugAll()
     {
         while (!names.isEmpty())
             VirtualCamera::unplug(names.takeLast());
-        return waitForDeviceCount(0);
+        return listed();
     }
 
 private:
+    bool listed() const
+    {
+        return QTest::qWaitFor(
+            [this] { return QMediaDevices::videoInputs().size() == names.size(); });
+    }
     QStringList names;
 };
+
+inline void choose(MainWindowTestAccess &access, const QString &name)
+{
+    access.deviceCombo()->setCurrentIndex(access.deviceCombo()->findText(name));
+}
 
 // Camera choice, format choice, start button and snapshot button: '+' enabled, '-' not.
 inline QString enabledInputs(MainWindowTestAccess &access)
@@ -73,9 +76,8 @@ inline QString enabledInputs(MainWindowTestAccess &access)
 }
 
 // The texts of the connection badge and of the status line, in order, repeats folded. The window
-// re-polishes the badge after each change and this style sees every polish: it catches a text
-// that a later one overwrites within the same event, and a status that a stalled main thread
-// held only until the next change of the badge. The status line is also polled.
+// re-polishes the badge on each change and this style sees every polish, so a text replaced
+// within the same event is caught; the status line is also polled. The window must outlive it.
 class History : public QProxyStyle
 {
 public:
@@ -89,11 +91,7 @@ public:
         QObject::connect(&poll, &QTimer::timeout, this, [this] { record(); });
         poll.start(10);
     }
-    ~History() override
-    {
-        if (badgeLabel)
-            badgeLabel->setStyle(nullptr);
-    }
+    ~History() override { badgeLabel->setStyle(nullptr); }
     void polish(QWidget *widget) override
     {
         if (widget == badgeLabel)
@@ -105,12 +103,14 @@ public:
     QStringList badge;
     QStringList status;
 
-    // The texts that are among these, in the order they were shown.
+    // The texts that are among `wanted`, in the order they were shown, repeats folded.
     static QStringList only(const QStringList &texts, const QStringList &wanted)
     {
         QStringList result;
-        std::copy_if(texts.cbegin(), texts.cend(), std::back_inserter(result),
-                     [&](const QString &text) { return wanted.contains(text); });
+        for (const QString &text : texts) {
+            if (wanted.contains(text) && (result.isEmpty() || result.constLast() != text))
+                result << text;
+        }
         return result;
     }
 
@@ -119,13 +119,13 @@ private:
     {
         for (auto [label, texts] :
              {std::pair(badgeLabel, &badge), std::pair(statusLabel, &status)}) {
-            if (label && (texts->isEmpty() || texts->constLast() != label->text()))
+            if (texts->isEmpty() || texts->constLast() != label->text())
                 *texts << label->text();
         }
     }
 
-    QPointer<QLabel> badgeLabel;
-    QPointer<QLabel> statusLabel;
+    QLabel *badgeLabel;
+    QLabel *statusLabel;
     QTimer poll;
 };
 
@@ -134,10 +134,6 @@ inline bool framesFlow(MainWindowTestAccess &access)
 {
     QSignalSpy frames(access.preview()->videoSink(), &QVideoSink::videoFrameChanged);
     QTest::qWait(2000);
-    return std::count_if(frames.cbegin(), frames.cend(),
-                         [](const QList<QVariant> &arguments) {
-                             return arguments.first().value<QVideoFrame>().isValid();
-                         })
-        >= 20;
+    return frames.size() >= 20;
 }
 } // namespace SessionTest

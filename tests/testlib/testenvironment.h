@@ -6,8 +6,6 @@
 #include <QSettings>
 #include <QTemporaryDir>
 
-#include <utility>
-
 // Gives a test process its own home: HOME and the XDG folders point into a temporary directory,
 // so the real settings store is used but nothing of the user's is read or written.
 class TestEnvironment
@@ -15,17 +13,15 @@ class TestEnvironment
 public:
     TestEnvironment()
     {
-        const std::pair<const char *, const char *> folders[] = {{"HOME", ""},
-                                                                 {"XDG_CONFIG_HOME", "/.config"},
-                                                                 {"XDG_DATA_HOME", "/.local/share"},
-                                                                 {"XDG_CACHE_HOME", "/.cache"},
-                                                                 {"XDG_RUNTIME_DIR", "/runtime"}};
-        for (const auto &[name, relative] : folders) {
-            const QString path = homeDir.path() + QLatin1String(relative);
-            QDir().mkpath(path);
-            qputenv(name, QFile::encodeName(path));
+        for (const auto &[name, relative] : {std::pair("HOME", ""),
+                                             {"XDG_CONFIG_HOME", "/.config"},
+                                             {"XDG_DATA_HOME", "/.local/share"},
+                                             {"XDG_CACHE_HOME", "/.cache"},
+                                             {"XDG_RUNTIME_DIR", "/runtime"}}) {
+            QDir().mkpath(homeDir.path() + relative);
+            qputenv(name, QFile::encodeName(homeDir.path() + relative));
         }
-        QFile::setPermissions(homeDir.path() + QStringLiteral("/runtime"),
+        QFile::setPermissions(homeDir.path() + "/runtime",
                               QFileDevice::ReadOwner | QFileDevice::WriteOwner
                                   | QFileDevice::ExeOwner);
         if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
@@ -41,20 +37,16 @@ public:
     // Debian 13's Qt 6.8 ships only the FFmpeg back end, which cannot see the virtual cameras.
     static bool hasGStreamerMediaBackend()
     {
-        const QDir plugins(QLibraryInfo::path(QLibraryInfo::PluginsPath)
-                           + QStringLiteral("/multimedia"));
-        return !plugins.entryList({QStringLiteral("*gstreamer*")}, QDir::Files).isEmpty();
+        const QDir plugins(QLibraryInfo::path(QLibraryInfo::PluginsPath) + "/multimedia");
+        return !plugins.entryList({"*gstreamer*"}, QDir::Files).isEmpty();
     }
 
     // For a test's main before the virtual cameras are installed; false: exit as skipped.
     static bool canServeVirtualCameras()
     {
-        if (hasGStreamerMediaBackend())
-            return true;
-        qInfo("SKIP: Qt %s has no GStreamer media back end here, and the virtual cameras exist "
-              "only in GStreamer; the vivid checks cover the other back ends.",
-              qVersion());
-        return false;
+        if (!hasGStreamerMediaBackend())
+            qInfo("SKIP: no GStreamer media back end in Qt %s for the virtual cameras", qVersion());
+        return hasGStreamerMediaBackend();
     }
 
     // Application identity as the program sets it; call after the QApplication exists.
@@ -65,12 +57,7 @@ public:
         QCoreApplication::setApplicationVersion(QStringLiteral("0.9.4"));
     }
 
-    static void clearSettings()
-    {
-        QSettings settings;
-        settings.clear();
-        settings.sync();
-    }
+    static void clearSettings() { QSettings().clear(); } // stored as the temporary goes
 
 private:
     QTemporaryDir homeDir {QDir::tempPath() + QStringLiteral("/tarvelo-test-XXXXXX")};

@@ -15,11 +15,10 @@
         prepare;                                                                                   \
         QApplication application(argc, argv);                                                      \
         TestEnvironment::setApplicationIdentity();                                                 \
-        int result = 0;                                                                            \
-        {                                                                                          \
+        const int result = [&] {                                                                   \
             TestClass test;                                                                        \
-            result = QTest::qExec(&test, argc, argv);                                              \
-        }                                                                                          \
+            return QTest::qExec(&test, argc, argv);                                                \
+        }();                                                                                       \
         finishRetiredSessions();                                                                   \
         return result;                                                                             \
     }
