@@ -22,6 +22,7 @@
 #include <QVideoSink>
 
 #include <algorithm>
+#include <malloc.h>
 #include <random>
 #include <unistd.h>
 
@@ -40,17 +41,23 @@ struct Options
 // its figures.
 void discardMessage(QtMsgType, const QMessageLogContext &, const QString &) { }
 
-// Resident and peak resident set of this process, in MB, as the kernel counts them.
-double statusMegabytes(const QByteArray &field)
+// A number of /proc/self/status: the kernel's own count of resident and peak memory (kB),
+// threads.
+double statusField(const QByteArray &field)
 {
     QFile status(QStringLiteral("/proc/self/status"));
     if (!status.open(QIODevice::ReadOnly))
         return -1;
     for (const QByteArray &line : status.readAll().split('\n')) {
         if (line.startsWith(field + ':'))
-            return line.mid(field.size() + 1).trimmed().split(' ').first().toDouble() / 1024;
+            return line.mid(field.size() + 1).trimmed().split(' ').first().toDouble();
     }
     return -1;
+}
+
+double statusMegabytes(const QByteArray &field)
+{
+    return statusField(field) / 1024;
 }
 
 double median(QList<double> values)
@@ -68,6 +75,18 @@ double medianOfLast(const QList<double> &samples)
 QString mb(double value)
 {
     return QString::number(value, 'f', 1) + QStringLiteral(" MB");
+}
+
+// Where the resident memory is: malloc's blocks in use and the free ones it keeps, all arenas
+// together, and the threads (each new thread may get an arena of its own).
+QString breakdown()
+{
+    const struct mallinfo2 heap = mallinfo2();
+    const double megabyte = 1024.0 * 1024.0;
+    return QStringLiteral("heap in use %1, kept free %2, anonymous %3, %4 threads")
+        .arg(mb(double(heap.uordblks + heap.hblkhd) / megabyte),
+             mb(double(heap.fordblks) / megabyte), mb(statusMegabytes("RssAnon")))
+        .arg(int(statusField("Threads")));
 }
 
 QList<VirtualCamera::Camera> stormCameras()
@@ -161,11 +180,13 @@ int storm(const Options &options, MainWindowTestAccess &access)
         const int stormChange = change - options.warmup;
         if (stormChange == 0) {
             baseline = medianOfLast(samples);
-            out << "  after warm-up: RSS median " << mb(baseline) << Qt::endl;
+            out << "  after warm-up: RSS median " << mb(baseline) << Qt::endl
+                << "    " << breakdown() << Qt::endl;
         } else if (stormChange > 0 && stormChange % reportEvery == 0) {
             out << "  change " << stormChange << ": RSS median " << mb(medianOfLast(samples))
                 << ", last " << mb(rss) << ", peak so far " << mb(meter.peak) << " ("
-                << clock.elapsed() / 1000 << " s)" << Qt::endl;
+                << clock.elapsed() / 1000 << " s)" << Qt::endl
+                << "    " << breakdown() << Qt::endl;
         }
     }
     const double final = medianOfLast(samples);
