@@ -2,6 +2,7 @@
 
 #include "app/settingskeys.h"
 #include "controls/nativecameracontrols.h"
+#include "session/processtuning.h"
 
 #include <QCamera>
 #include <QMediaRecorder>
@@ -10,6 +11,7 @@
 MainWindow::MainWindow(QWidget *parent)
     : QMainWindow(parent)
 {
+    tuneProcessForCameras(); // already done before main; the call keeps it in the program
     nativeControls = createNativeCameraControls();
 
     recorder = std::make_unique<QMediaRecorder>();
