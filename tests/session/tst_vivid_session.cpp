@@ -34,6 +34,21 @@ bool framesArrive(MainWindowTestAccess &access)
     return QTest::qWaitFor([&] { return frames.size() >= 5; }, 20000);
 }
 
+// The device nodes that are gone but still held open by this process.
+QStringList vanishedNodesHeld()
+{
+    QStringList held;
+    const QDir fds(QStringLiteral("/proc/self/fd"));
+    for (const QString &fd :
+         fds.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)) {
+        const QString target = QFile::symLinkTarget(fds.filePath(fd));
+        if (target.startsWith(QStringLiteral("/dev/video"))
+            && target.endsWith(QStringLiteral("(deleted)")))
+            held << target;
+    }
+    return held;
+}
+
 void drag(QSlider *slider, int to)
 {
     slider->setSliderDown(true);
@@ -146,6 +161,8 @@ void TestVividSession::unplugAndReplug()
     QTRY_COMPARE_WITH_TIMEOUT(history.badge.constLast(), QStringLiteral("●  预览正常"), 60000);
     QCOMPARE(access.currentDeviceName(), QStringLiteral("vivid"));
     QVERIFY(framesArrive(access));
+    // Once the retired camera has ended, nothing of the vanished node is held.
+    QTRY_COMPARE_WITH_TIMEOUT(vanishedNodesHeld(), QStringList(), 10000);
     // The rebuilt panel edits the new device.
     spinBox(window, "亮度")->setValue(77);
     QCOMPARE(VividDriver::values("brightness"), (Values {{"brightness", 77}}));
