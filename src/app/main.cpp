@@ -2,6 +2,7 @@
 #include "app/language.h"
 #include "app/mainwindow.h"
 #include "app/theme.h"
+#include "session/processtuning.h"
 #include "session/retiredsession.h"
 
 #include <QApplication>
@@ -14,6 +15,7 @@ void discardMessage(QtMsgType, const QMessageLogContext &, const QString &) { }
 
 int main(int argc, char *argv[])
 {
+    tuneProcessForCameras();
     qInstallMessageHandler(discardMessage);
     // The preview paints frames with QPainter. Without this Qt converts every frame through OpenGL
     // and reads it back, which on a software renderer (a VM, a remote desktop) costs three times

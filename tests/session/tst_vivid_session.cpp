@@ -70,6 +70,20 @@ QSpinBox *spinBox(QWidget &window, const QString &title)
     return findRow(&window, title)->findChild<QSpinBox *>();
 }
 
+// The device nodes that are gone but still held open by this process.
+QStringList vanishedNodesHeld()
+{
+    QStringList held;
+    const QDir fds(QStringLiteral("/proc/self/fd"));
+    for (const QString &fd :
+         fds.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)) {
+        const QString target = QFile::symLinkTarget(fds.filePath(fd));
+        if (target.startsWith(QStringLiteral("/dev/video")) && target.endsWith("(deleted)"))
+            held << target;
+    }
+    return held;
+}
+
 } // namespace
 
 class TestVividSession : public QObject
@@ -215,6 +229,8 @@ private slots:
         QVERIFY(setBound(true));
         QVERIFY(open640x360(access));
         QCOMPARE(access.currentDeviceName(), QStringLiteral("vivid"));
+        // Nothing of the vanished node is kept once the retired camera has ended.
+        QTRY_COMPARE_WITH_TIMEOUT(vanishedNodesHeld(), QStringList(), 10000);
         // The rebuilt panel edits the new device.
         spinBox(window, "亮度")->setValue(77);
         QCOMPARE(values("brightness"), (Values {{"brightness", 77}}));
