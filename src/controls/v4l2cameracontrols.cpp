@@ -108,6 +108,7 @@ V4l2CameraControls::~V4l2CameraControls()
 
 void V4l2CameraControls::closeDevice()
 {
+    hangUpWatch.reset();
     if (fd >= 0)
         io->close(fd);
     fd = -1;
@@ -150,6 +151,13 @@ bool V4l2CameraControls::open(const QString &description)
                   .arg(description);
         return false;
     }
+
+    // An unplugged camera's node can only be freed, and given to the camera when it returns,
+    // once no one holds it: let go at once rather than at the next open.
+    hangUpWatch = io->watchHangUp(fd, [this] {
+        v4l2_capability capability {};
+        request(VIDIOC_QUERYCAP, &capability);
+    });
 
     // A node without any of the controls stays bound, like the filter on Windows: setValue still
     // asks it.

@@ -10,7 +10,7 @@
 
 // The Linux backend: the controls of a V4L2 video-capture node, with the automatic modes that
 // V4L2 keeps in separate companion controls (autogain, exposure_auto, ...). The node chosen by
-// open() stays open until the next open() or destruction.
+// open() stays open until the next open(), destruction, or the camera's unplugging.
 class V4l2CameraControls final : public NativeCameraControls
 {
 public:
@@ -49,6 +49,7 @@ private:
 
     std::unique_ptr<V4l2DeviceIo> io;
     int fd = -1;
+    std::unique_ptr<QObject> hangUpWatch;
     QString error;
     QList<Entry> entries;
 };

@@ -1,5 +1,7 @@
 #include "controls/v4l2deviceio.h"
 
+#include <QSocketNotifier>
+
 #include <cerrno>
 
 #include <dirent.h>
@@ -52,8 +54,28 @@ public:
     // Not retried: Linux releases the descriptor even when close reports EINTR, so a second
     // call could close a descriptor another thread has just been given.
     int close(int fd) override { return ::close(fd); }
+
+    // A V4L2 node polls as hang-up, error and priority once its device is unregistered; while it
+    // is there, a descriptor that neither streams nor subscribes to events never polls as any.
+    std::unique_ptr<QObject> watchHangUp(int fd, std::function<void()> hangUp) override
+    {
+        auto notifier = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Exception);
+        QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(),
+                         [notifier = notifier.get(), hangUp = std::move(hangUp)] {
+                             // Level-triggered: once is enough, whatever the backend decides.
+                             notifier->setEnabled(false);
+                             // Queued, so the backend may end this watch from the call.
+                             QMetaObject::invokeMethod(notifier, hangUp, Qt::QueuedConnection);
+                         });
+        return notifier;
+    }
 };
 } // namespace
+
+std::unique_ptr<QObject> V4l2DeviceIo::watchHangUp(int, std::function<void()>)
+{
+    return nullptr;
+}
 
 std::unique_ptr<V4l2DeviceIo> createSystemV4l2DeviceIo()
 {
