@@ -7,7 +7,7 @@
 //   tarvelo_bench --record S       one window process: records S seconds of 1080p30
 
 #include "app/mainwindow.h"
-#include "app/theme.h"
+#include "benchwindow.h"
 #include "mainwindowtestaccess.h"
 #include "mediaprobe.h"
 #include "preview/videopreviewwidget.h"
@@ -46,39 +46,6 @@ double ownCpuSeconds()
     getrusage(RUSAGE_SELF, &usage);
     return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec)
         + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-// Runs `work` in a window fed by the given cameras; returns its result.
-int withWindow(int argc, char *argv[], const QList<VirtualCamera::Camera> &cameras,
-               const std::function<int(MainWindow &, MainWindowTestAccess &)> &work)
-{
-    // A home of its own, but the user's display and sound server: the test environment's
-    // offscreen platform would leave out the cost of drawing on the screen.
-    const QList<QByteArray> kept = {"QT_QPA_PLATFORM", "PULSE_SERVER"};
-    QList<std::optional<QByteArray>> values;
-    for (const QByteArray &name : kept)
-        values << (qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt);
-    TestEnvironment environment;
-    for (qsizetype i = 0; i < kept.size(); ++i) {
-        if (values.at(i))
-            qputenv(kept.at(i), *values.at(i));
-        else
-            qunsetenv(kept.at(i));
-    }
-    VirtualCamera::install(cameras);
-    QApplication::setAttribute(Qt::AA_ForceRasterWidgets); // as the program does
-    QApplication application(argc, argv);
-    TestEnvironment::setApplicationIdentity();
-    Theme::apply(application);
-    int result = 0;
-    {
-        MainWindow window;
-        MainWindowTestAccess access(window);
-        window.show();
-        result = work(window, access);
-    }
-    finishRetiredSessions();
-    return result;
 }
 
 QList<VirtualCamera::Camera> benchCamera(int width, int height)

@@ -6,15 +6,11 @@
 //   tarvelo_storm [--seed N] [--changes N] [--warmup N]     needs an X display (bench/storm.sh)
 
 #include "app/mainwindow.h"
-#include "app/theme.h"
+#include "benchwindow.h"
 #include "mainwindowtestaccess.h"
 #include "preview/videopreviewwidget.h"
-#include "session/processtuning.h"
-#include "session/retiredsession.h"
-#include "testenvironment.h"
 #include "virtualcamera.h"
 
-#include <QApplication>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTest>
@@ -37,10 +33,6 @@ struct Options
     int changes = 300;
     int warmup = 20;
 };
-
-// The program discards Qt's and its plug-ins' diagnostics; so does the bench, whose output is
-// its figures.
-void discardMessage(QtMsgType, const QMessageLogContext &, const QString &) { }
 
 // A number of /proc/self/status: the kernel's own count of resident and peak memory (kB),
 // threads.
@@ -229,7 +221,6 @@ bool parse(int argc, char *argv[], Options *options)
 
 int main(int argc, char *argv[])
 {
-    tuneProcessForCameras(); // as the program does
     Options options;
     if (!parse(argc, argv, &options) || qEnvironmentVariableIsEmpty("DISPLAY")) {
         QTextStream(stderr) << "usage: tarvelo_storm [--seed N] [--changes N] [--warmup N]; "
@@ -237,26 +228,7 @@ int main(int argc, char *argv[])
                             << Qt::endl;
         return 2;
     }
-    // A home of its own, so the storm's remembered camera stays out of the user's settings; the
-    // display platform is left to Qt, as for the program.
-    const bool platformChosen = !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
-    TestEnvironment environment;
-    if (!platformChosen)
-        qunsetenv("QT_QPA_PLATFORM");
-    VirtualCamera::install(stormCameras());
-
-    qInstallMessageHandler(discardMessage);
-    QApplication::setAttribute(Qt::AA_ForceRasterWidgets); // as the program does
-    QApplication application(argc, argv);
-    TestEnvironment::setApplicationIdentity();
-    Theme::apply(application);
-    int result = 0;
-    {
-        MainWindow window;
-        MainWindowTestAccess access(window);
-        window.show();
-        result = storm(options, access);
-    }
-    finishRetiredSessions();
-    return result;
+    return withWindow(argc, argv, stormCameras(), [&](MainWindow &, MainWindowTestAccess &access) {
+        return storm(options, access);
+    });
 }
