@@ -31,26 +31,14 @@
 #include <algorithm>
 #include <functional>
 #include <optional>
-#include <sys/resource.h>
 
 namespace {
 constexpr int startRuns = 10;
 constexpr int cpuWindowSeconds = 10;
 
-double median(QList<double> values);
-
-// User plus system CPU seconds of this process so far.
-double ownCpuSeconds()
+VirtualCamera::Camera benchCamera(int width, int height)
 {
-    rusage usage {};
-    getrusage(RUSAGE_SELF, &usage);
-    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec)
-        + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
-}
-
-QList<VirtualCamera::Camera> benchCamera(int width, int height)
-{
-    return {{QStringLiteral("Bench Camera"), true, true, {{width, height, 30, "YUY2"}}}};
+    return {QStringLiteral("Bench Camera"), true, true, {{width, height, 30, "YUY2"}}};
 }
 
 bool waitForPreview(MainWindowTestAccess &access)
@@ -78,7 +66,7 @@ private:
 int runSnapshots(int argc, char *argv[], int width, int height)
 {
     return withWindow(
-        argc, argv, benchCamera(width, height), [](MainWindow &, MainWindowTestAccess &access) {
+        argc, argv, {benchCamera(width, height)}, [](MainWindow &, MainWindowTestAccess &access) {
             if (!waitForPreview(access))
                 return 1;
             QList<double> times;
@@ -97,7 +85,7 @@ int runSnapshots(int argc, char *argv[], int width, int height)
             }
             QTextStream(stdout) << "  " << access.preview()->currentFrameImage().width() << "x"
                                 << access.preview()->currentFrameImage().height() << ": median "
-                                << QString::number(median(times), 'f', 0)
+                                << QString::number(ProcessFigures::median(times), 'f', 0)
                                 << " ms to the saved message, "
                                 << "longest GUI-thread stall " << stall << " ms" << Qt::endl;
             return 0;
@@ -121,11 +109,12 @@ qint64 mp4SampleCount(const QString &path)
 int runRecording(int argc, char *argv[], int seconds)
 {
     return withWindow(
-        argc, argv, benchCamera(1920, 1080), [seconds](MainWindow &, MainWindowTestAccess &access) {
+        argc, argv, {benchCamera(1920, 1080)},
+        [seconds](MainWindow &, MainWindowTestAccess &access) {
             if (!waitForPreview(access))
                 return 1;
             QTextStream out(stdout);
-            const double cpuBefore = ownCpuSeconds();
+            const double cpuBefore = ProcessFigures::cpuSeconds(QCoreApplication::applicationPid());
             QElapsedTimer clock;
             access.toggleRecording();
             (void)QTest::qWaitFor([&] {
@@ -138,7 +127,8 @@ int runRecording(int argc, char *argv[], int seconds)
             (void)QTest::qWaitFor(
                 [&] { return access.recorder()->recorderState() == QMediaRecorder::StoppedState; },
                 60000);
-            const double cpu = ownCpuSeconds() - cpuBefore;
+            const double cpu =
+                ProcessFigures::cpuSeconds(QCoreApplication::applicationPid()) - cpuBefore;
             const QString path = access.recorder()->actualLocation().toLocalFile();
             const MediaProbe probe = MediaProbe::of(path);
             out << "  frames in the file " << mp4SampleCount(path) << " of about "
@@ -163,18 +153,6 @@ void runChild(const QStringList &arguments)
     child.start();
     child.waitForFinished(600000);
     QTextStream(stdout) << child.readAllStandardOutput();
-}
-
-double median(QList<double> values)
-{
-    std::sort(values.begin(), values.end());
-    const qsizetype n = values.size();
-    return n % 2 ? values.at(n / 2) : (values.at(n / 2 - 1) + values.at(n / 2)) / 2;
-}
-
-VirtualCamera::Camera userCamera(int width, int height)
-{
-    return {QStringLiteral("Bench Camera"), true, true, {{width, height, 30, "YUY2"}}};
 }
 
 // Camera colour bars, not the window's greys.
@@ -256,7 +234,7 @@ ProgramRun runProgram(ScreenWatch &screen, int width, int height, bool steady)
 {
     ProgramRun result;
     screen.blank();
-    UserRun program(userCamera(width, height));
+    UserRun program(benchCamera(width, height));
     QElapsedTimer clock;
     clock.start();
     if (!program.start())
@@ -332,7 +310,7 @@ int runAll(bool previewOnly)
     }
     out << "start to first picture on the screen, 1920x1080@30, " << startRuns
         << " runs:" << Qt::endl;
-    out << "  median " << figure(median(startTimes), 0) << " ms (min "
+    out << "  median " << figure(ProcessFigures::median(startTimes), 0) << " ms (min "
         << figure(*std::min_element(startTimes.cbegin(), startTimes.cend()), 0) << ", max "
         << figure(*std::max_element(startTimes.cbegin(), startTimes.cend()), 0)
         << "; includes the 500 ms start delay)" << Qt::endl;

@@ -9,8 +9,10 @@
 #include "benchwindow.h"
 #include "mainwindowtestaccess.h"
 #include "preview/videopreviewwidget.h"
+#include "processfigures.h"
 #include "virtualcamera.h"
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTest>
@@ -34,35 +36,15 @@ struct Options
     int warmup = 20;
 };
 
-// A number of /proc/self/status: the kernel's own count of resident and peak memory (kB),
-// threads.
-double statusField(const QByteArray &field)
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray &line : status.readAll().split('\n')) {
-        if (line.startsWith(field + ':'))
-            return line.mid(field.size() + 1).trimmed().split(' ').first().toDouble();
-    }
-    return -1;
-}
-
+// A /proc/self/status line in megabytes: the kernel's own count of resident and peak memory.
 double statusMegabytes(const QByteArray &field)
 {
-    return statusField(field) / 1024;
-}
-
-double median(QList<double> values)
-{
-    std::sort(values.begin(), values.end());
-    const qsizetype n = values.size();
-    return n % 2 ? values.at(n / 2) : (values.at(n / 2 - 1) + values.at(n / 2)) / 2;
+    return ProcessFigures::statusValue(QCoreApplication::applicationPid(), field) / 1024;
 }
 
 double medianOfLast(const QList<double> &samples)
 {
-    return median(samples.mid(std::max<qsizetype>(0, samples.size() - medianOf)));
+    return ProcessFigures::median(samples.mid(std::max<qsizetype>(0, samples.size() - medianOf)));
 }
 
 QString mb(double value)
@@ -79,7 +61,7 @@ QString breakdown()
     return QStringLiteral("heap in use %1, kept free %2, anonymous %3, %4 threads")
         .arg(mb(double(heap.uordblks + heap.hblkhd) / megabyte),
              mb(double(heap.fordblks) / megabyte), mb(statusMegabytes("RssAnon")))
-        .arg(int(statusField("Threads")));
+        .arg(ProcessFigures::threads(QCoreApplication::applicationPid()));
 }
 
 QList<VirtualCamera::Camera> stormCameras()

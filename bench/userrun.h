@@ -1,5 +1,6 @@
 #pragma once
 
+#include "processfigures.h"
 #include "virtualcamera.h"
 
 #include <QProcess>
@@ -22,13 +23,5 @@ private:
     QTemporaryDir home;
     QProcess process;
 };
-
-// Figures of a running process read from /proc.
-namespace ProcessFigures {
-double cpuSeconds(qint64 pid); // user plus system so far
-double residentMegabytes(qint64 pid); // VmRSS now
-double peakResidentMegabytes(qint64 pid); // VmHWM
-int threads(qint64 pid);
-} // namespace ProcessFigures
 
 void stopProcess(QProcess &process);
