@@ -29,8 +29,9 @@ bool isRecording(MainWindowTestAccess &access)
 }
 
 // Button text, its "recording" property, the recording label and its style.
-QString recordingLook(MainWindowTestAccess &access)
+QString recordingLook(MainWindowTestAccess &access, qint64 reportedMs)
 {
+    access.updateRecordingDuration(reportedMs);
     return QStringList {access.recordButton()->text(),
                         access.recordButton()->property("recording").toString(),
                         access.recordingStatus()->text(), access.recordingStatus()->styleSheet()}
@@ -81,16 +82,10 @@ private slots:
 
         const QImage saved = QImage(file.filePath(), "PNG").convertToFormat(QImage::Format_RGB32);
         QCOMPARE(saved.size(), expected.size());
-        qsizetype differing = 0; // pixels more than a little off: only a few, at the bars' edges
-        for (int i = 0; i < saved.width() * saved.height(); ++i) {
-            const QRgb a = saved.pixel(i % saved.width(), i / saved.width());
-            const QRgb b = expected.pixel(i % saved.width(), i / saved.width());
-            differing +=
-                qAbs(qRed(a) - qRed(b)) + qAbs(qGreen(a) - qGreen(b)) + qAbs(qBlue(a) - qBlue(b))
-                >= 12;
-        }
-        QVERIFY2(differing < saved.width() * saved.height() / 100,
-                 qPrintable(QString::number(differing)));
+        qsizetype differing = 0; // channels more than a little off: only a few, at the bars' edges
+        for (qsizetype i = 0; i < saved.sizeInBytes(); ++i)
+            differing += std::abs(saved.constBits()[i] - expected.constBits()[i]) > 6;
+        QVERIFY2(differing < saved.sizeInBytes() / 100, qPrintable(QString::number(differing)));
     }
 
     void refusals()
@@ -150,14 +145,9 @@ private slots:
         QVERIFY(access.previewRequested() && access.camera()->isActive());
         QTRY_VERIFY(isRecording(access));
         QCOMPARE(access.status(), QStringLiteral("正在录像…"));
-        const QList<std::pair<qint64, const char *>> durations = {{3725999, "01:02:05"},
-                                                                  {360000000, "100:00:00"}};
-        for (const auto &[ms, text] : durations) {
-            access.updateRecordingDuration(ms);
-            QCOMPARE(recordingLook(access),
-                     QStringLiteral("停止录像|true|● 正在录像 %1|color: #c93442; font-weight: 600;")
-                         .arg(text));
-        }
+        QCOMPARE(recordingLook(access, 3725999) + recordingLook(access, 360000000),
+                 "停止录像|true|● 正在录像 01:02:05|color: #c93442; font-weight: 600;"
+                 "停止录像|true|● 正在录像 100:00:00|color: #c93442; font-weight: 600;");
         QTest::qWait(2000);
 
         const VirtualCamera::Camera extra {QStringLiteral("Capture Cam C"), false, true, formats};
@@ -184,8 +174,7 @@ private slots:
             QCOMPARE(access.status(),
                      QStringLiteral("录像已保存：%1").arg(QDir::toNativeSeparators(file)));
             // A duration reported after the end changes nothing.
-            access.updateRecordingDuration(5000);
-            QCOMPARE(recordingLook(access), QStringLiteral("开始录像|false|未在录像|"));
+            QCOMPARE(recordingLook(access, 5000), QStringLiteral("开始录像|false|未在录像|"));
         } else if (window && how != "preview") {
             // The window goes on: the next camera comes up in a session the recorder is part of.
             QTRY_VERIFY_WITH_TIMEOUT(access.frameReceived(), 10000);

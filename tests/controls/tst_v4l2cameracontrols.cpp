@@ -156,35 +156,32 @@ QStringList describe(const QList<NativeControl> &controls)
                                        c.supportsAutomatic, c.automatic, c.initialAutomatic));
     return lines;
 }
-
 using Tweak = std::function<void(FakeNode &)>;
-Tweak flag(quint32 id, quint32 flags)
-{
-    return [=](FakeNode &node) {
-        node.find(id)->flags |= flags;
-    };
-}
-// exposure_auto modes: 0 auto, 1 manual, 2 shutter priority, 3 aperture priority.
-Tweak exposureModes(quint32 offered, qint32 mode)
-{
-    return [=](FakeNode &node) {
-        node.find(V4L2_CID_EXPOSURE_AUTO)->menu = offered;
-        node.find(V4L2_CID_EXPOSURE_AUTO)->value = mode;
-    };
-}
 } // namespace
 Q_DECLARE_METATYPE(Tweak)
-
-namespace {
-void row(const char *name, const Tweak &tweak, int id, const char *calls, const QString &outcome)
-{
-    QTest::newRow(name) << tweak << id << QString::fromUtf8(calls) << outcome;
-}
-} // namespace
 
 class TestV4l2CameraControls : public QObject
 {
     Q_OBJECT
+
+    static Tweak flag(quint32 id, quint32 flags)
+    {
+        return [=](FakeNode &node) {
+            node.find(id)->flags |= flags;
+        };
+    }
+    // exposure_auto modes: 0 auto, 1 manual, 2 shutter priority, 3 aperture priority.
+    static Tweak exposureModes(quint32 offered, qint32 mode)
+    {
+        return [=](FakeNode &node) {
+            node.find(V4L2_CID_EXPOSURE_AUTO)->menu = offered;
+            node.find(V4L2_CID_EXPOSURE_AUTO)->value = mode;
+        };
+    }
+    static void row(const char *name, Tweak tweak, int id, const char *calls, QString outcome)
+    {
+        QTest::newRow(name) << tweak << id << QString::fromUtf8(calls) << outcome;
+    }
 
 private slots:
     void init()
@@ -219,17 +216,17 @@ private slots:
         QFETCH(int, bound);
         QFETCH(QString, error);
 
+        for (const char *node : {"0 Integrated Camera", "1 Integrated Camera", "10 Twin",
+                                 "2 Caméra Intégrée", "3 Spaced Cam ", "4 Legacy Cam",
+                                 "5 ABCDEFGHIJKLMNOPQRSTUVWXYZ012345", "6 Twin", "7 Bare"}) {
+            const QByteArray text(node);
+            io->add("video" + text.left(text.indexOf(' ')), text.mid(text.indexOf(' ') + 1));
+        }
         // UVC's metadata node: capture is in the whole device's capabilities, not its own.
-        io->add("video0", "Integrated Camera").deviceCaps = V4L2_CAP_META_CAPTURE;
-        io->add("video1", "Integrated Camera");
-        io->add("video10", "Twin");
-        io->add("video2", "Caméra Intégrée");
-        io->add("video3", "Spaced Cam ");
-        io->add("video4", "Legacy Cam").deviceCaps = 0;
-        io->add("video5", "ABCDEFGHIJKLMNOPQRSTUVWXYZ012345");
-        io->add("video6", "Twin");
-        io->add("video7", "Bare").controls = {uvcControls[0]};
-        io->nodes.back().controls[0].flags = V4L2_CTRL_FLAG_DISABLED;
+        io->nodes[0].deviceCaps = V4L2_CAP_META_CAPTURE;
+        io->nodes[5].deviceCaps = 0;
+        io->nodes[8].controls = {
+            {"brightness", V4L2_CID_BRIGHTNESS, 0, 1, 1, 0, 0, 0, V4L2_CTRL_FLAG_DISABLED}};
 
         QCOMPARE(backend->open(description), error.isEmpty());
         QCOMPARE(io->bound(), bound < 0 ? QByteArray() : "video" + QByteArray::number(bound));
@@ -298,9 +295,6 @@ private slots:
             "0 [exposure_auto=1 refused] " + exposureRecord.arg("1 1(1)"));
         row("automatic refused", flag(V4L2_CID_HUE_AUTO, Refuses), Hue, "auto on",
             "0 [hue_auto=1 refused] 色相 -40..40/1 0(0) auto 1 0(0)");
-        row("leaving automatic, value refused", flag(V4L2_CID_FOCUS_ABSOLUTE, Refuses), Focus,
-            "auto off",
-            "0 [focus_auto=0, focus=40 refused, focus_auto=1] 对焦 0..250/5 40(40) auto 1 1(1)");
     }
 
     void calls()

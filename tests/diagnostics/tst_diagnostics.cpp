@@ -22,19 +22,16 @@ QList<VirtualCamera::Camera> cameras()
     return list;
 }
 
-// Answers the save dialog the window opens with `fileName` (empty: cancel); returns the name the
-// dialog proposed.
-QString answerSaveDialog(MainWindowTestAccess &access, const QString &fileName)
+// Types `fileName` into the save dialog the export opens (empty: cancels it), as a user would, and
+// returns the name the dialog proposed. Asking before an overwrite is Qt's business.
+QString exportAs(MainWindowTestAccess &access, const QString &fileName)
 {
     QString proposed;
-    // Runs in the dialog's own event loop.
-    QTimer::singleShot(0, [&] {
+    QTimer::singleShot(0, [&] { // in the dialog's own event loop
         auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
         QVERIFY(dialog);
         proposed = dialog->selectedFiles().value(0);
-        // Asking before an overwrite is Qt's business, not the program's.
         dialog->setOption(QFileDialog::DontConfirmOverwrite);
-        // Typed, as a user would.
         dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(fileName);
         fileName.isEmpty() ? dialog->reject() : static_cast<QDialog *>(dialog)->accept();
     });
@@ -50,7 +47,6 @@ class TestDiagnostics : public QObject
 private slots:
     void initTestCase()
     {
-        TestEnvironment::clearSettings();
         QDir().mkpath(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
     }
 
@@ -61,76 +57,69 @@ private slots:
         QTest::newRow("camera running, turned 90 degrees") << true;
     }
 
-    void report();
-};
+    void report()
+    {
+        QFETCH(bool, withCamera);
+        MainWindow window;
+        MainWindowTestAccess access(window);
+        access.statusCard()->setText(QStringLiteral("untouched"));
+        exportAs(access, QString());
+        QCOMPARE(access.status(), QStringLiteral("untouched"));
+        // A regular file where a folder of the path should be: the file cannot be opened.
+        const QString blocked = QDir::temp().filePath(QStringLiteral("tarvelo-diag-blocker"));
+        QVERIFY(QFile(blocked).open(QIODevice::WriteOnly));
+        exportAs(access, blocked + QStringLiteral("/report.txt"));
+        QCOMPARE(access.status(), QStringLiteral("诊断信息导出失败：无法写入文件"));
+        QVERIFY(QFile::remove(blocked));
+        if (withCamera) {
+            QTRY_VERIFY_WITH_TIMEOUT(access.frameReceived(), 8000);
+            access.rotationCombo()->setCurrentIndex(1);
+            access.mirrorCheckBox()->setChecked(true);
+        }
 
-void TestDiagnostics::report()
-{
-    QFETCH(bool, withCamera);
-    MainWindow window;
-    MainWindowTestAccess access(window);
-    access.statusCard()->setText(QStringLiteral("untouched"));
-    answerSaveDialog(access, QString());
-    QCOMPARE(access.status(), QStringLiteral("untouched"));
-    // A regular file where a folder of the path should be: the file cannot be opened.
-    const QString blocked = QDir::temp().filePath(QStringLiteral("tarvelo-diag-blocker"));
-    QVERIFY(QFile(blocked).open(QIODevice::WriteOnly));
-    answerSaveDialog(access, blocked + QStringLiteral("/report.txt"));
-    QCOMPARE(access.status(), QStringLiteral("诊断信息导出失败：无法写入文件"));
-    QVERIFY(QFile::remove(blocked));
-
-    if (withCamera) {
-        QTRY_VERIFY_WITH_TIMEOUT(access.frameReceived(), 8000);
-        access.rotationCombo()->setCurrentIndex(1);
-        access.mirrorCheckBox()->setChecked(true);
-    }
-
-    // An existing, longer file is replaced completely.
-    const QString target = QDir::temp().filePath(QStringLiteral("tarvelo-diag.txt"));
-    QFile old(target);
-    QVERIFY(old.open(QIODevice::WriteOnly) && old.write(QByteArray(100000, 'x')) == 100000);
-    old.close();
-    const QFileInfo proposed(answerSaveDialog(access, target));
-    QCOMPARE(proposed.absolutePath(),
-             QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
-    QVERIFY(proposed.fileName().contains(
-        QRegularExpression(QStringLiteral("^Tarvelo-Diagnostics-\\d{8}-\\d{6}\\.txt$"))));
-    QCOMPARE(access.status(), QStringLiteral("诊断信息已保存：%1").arg(target));
-
-    QVERIFY(old.open(QIODevice::ReadOnly));
-    const QByteArray data = old.readAll();
-    QVERIFY(data.startsWith("GeneratedAt: ")); // no byte-order mark
-    const QString text = QString::fromUtf8(data);
-    QVERIFY(QFile::remove(target));
-    QString keys = QStringLiteral(
-        "GeneratedAt AppVersion BuildId QtVersion OperatingSystem Kernel CpuArchitecture "
-        "SystemLocale LanguageSetting SelectedDevice SelectedFormat PreviewRequested CameraCreated "
-        "CameraActive FrameReceived LastFrameSize CameraErrorCode CameraErrorText RecorderState "
-        "RecorderErrorCode RecorderErrorText RecorderOutput MirrorHorizontal FlipVertical Rotation "
-        " [VideoDevices] Count ");
-    if (!withCamera)
-        keys.remove(QStringLiteral("CameraErrorCode CameraErrorText "));
-    for (int i = 1; i <= 10; ++i)
-        keys += QStringLiteral("Device%1.Name Device%1.Id Device%1.Default Device%1.FormatCount ")
+        // An existing, longer file is replaced completely.
+        const QString target = QDir::temp().filePath(QStringLiteral("tarvelo-diag.txt"));
+        QFile file(target);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray(100000, 'x')) == 100000);
+        file.close();
+        const QFileInfo proposed(exportAs(access, target));
+        QCOMPARE(proposed.absolutePath(),
+                 QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
+        QVERIFY(proposed.fileName().contains(
+            QRegularExpression(QStringLiteral("^Tarvelo-Diagnostics-\\d{8}-\\d{6}\\.txt$"))));
+        QCOMPARE(access.status(), QStringLiteral("诊断信息已保存：%1").arg(target));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray data = file.readAll();
+        QVERIFY(data.startsWith("GeneratedAt: ") && file.remove()); // no byte-order mark
+        const QString text = QString::fromUtf8(data);
+        // Every line "key: value", the last one ended too.
+        QString keys = QStringLiteral(
+            "GeneratedAt AppVersion BuildId QtVersion OperatingSystem Kernel CpuArchitecture "
+            "SystemLocale LanguageSetting SelectedDevice SelectedFormat PreviewRequested "
+            "CameraCreated CameraActive FrameReceived LastFrameSize CameraErrorCode "
+            "CameraErrorText "
+            "RecorderState RecorderErrorCode RecorderErrorText RecorderOutput MirrorHorizontal "
+            "FlipVertical Rotation  [VideoDevices] Count ");
+        if (!withCamera)
+            keys.remove(QStringLiteral("CameraErrorCode CameraErrorText "));
+        for (int i = 1; i <= 10; ++i)
+            keys +=
+                QStringLiteral("Device%1.Name Device%1.Id Device%1.Default Device%1.FormatCount ")
                     .arg(i);
-    // Every line "key: value", the last one ended too.
-    QCOMPARE(
-        QString(text).remove(QRegularExpression(QStringLiteral(": [^\n]*"))).replace(u'\n', u' '),
-        keys);
-
-    const QString values =
-        QStringLiteral("AppVersion: 0.9.4|LanguageSetting: system|CameraCreated: %1|"
-                       "LastFrameSize: %2|RecorderState: 0|MirrorHorizontal: %1|Rotation: %3|"
-                       "Count: 10|Device1.Name: Diag Cam 1|Device1.Default: true|Device1.Id: %4|"
-                       "Device10.Default: false|Device10.FormatCount: 2")
-            .arg(withCamera ? QStringLiteral("true") : QStringLiteral("false"),
-                 withCamera ? QStringLiteral("1080x1920") : QStringLiteral("none"),
-                 withCamera ? QStringLiteral("90") : QStringLiteral("0"),
-                 QString::fromLatin1(QMediaDevices::videoInputs().first().id().toHex()));
-    for (const QString &line : values.split(u'|'))
-        QVERIFY2(text.contains(u'\n' + line + u'\n'), qPrintable(line));
-    QVERIFY(text.contains(QRegularExpression(QStringLiteral("\nBuildId: [0-9a-f]{40}\n"))));
-}
+        QCOMPARE(QString(text).remove(QRegularExpression(": [^\n]*")).replace(u'\n', u' '), keys);
+        const QString values =
+            QStringLiteral(
+                "AppVersion: 0.9.4|LanguageSetting: system|CameraCreated: %1|"
+                "LastFrameSize: %2|RecorderState: 0|MirrorHorizontal: %1|Rotation: %3|"
+                "Count: 10|Device1.Name: Diag Cam 1|Device1.Default: true|Device1.Id: %4|"
+                "Device10.Default: false|Device10.FormatCount: 2")
+                .arg(withCamera ? "true" : "false", withCamera ? "1080x1920" : "none",
+                     withCamera ? "90" : "0", QMediaDevices::videoInputs().first().id().toHex());
+        for (const QString &line : values.split(u'|'))
+            QVERIFY2(text.contains(u'\n' + line + u'\n'), qPrintable(line));
+        QVERIFY(text.contains(QRegularExpression("\nBuildId: [0-9a-f]{40}\n")));
+    }
+};
 
 TARVELO_TEST_MAIN_WITH(TestDiagnostics, if (!TestEnvironment::canServeVirtualCameras()) return 77;
                        VirtualCamera::install(cameras()))
