@@ -21,11 +21,6 @@ inline bool waitForPreview(MainWindowTestAccess &access, int timeoutMs = startTi
                            timeoutMs);
 }
 
-inline VirtualCamera::Camera camera(const QString &name, bool isDefault = false, bool frames = true)
-{
-    return {name, isDefault, frames, {{640, 480, 30, "YUY2"}, {1280, 720, 30, "NV12"}}};
-}
-
 // The cameras a test plugs, all unplugged in its cleanup so that no test sees another's. Each
 // call returns once Qt's own device list has caught up.
 class Cameras
@@ -33,12 +28,9 @@ class Cameras
 public:
     bool plug(const QList<VirtualCamera::Camera> &cameras)
     {
-        for (const VirtualCamera::Camera &camera : cameras) {
-            if (!VirtualCamera::plug(camera))
-                return false;
+        for (const VirtualCamera::Camera &camera : cameras)
             names << camera.name;
-        }
-        return listed();
+        return std::all_of(cameras.begin(), cameras.end(), VirtualCamera::plug) && listed();
     }
     bool unplug(const QString &name)
     {
@@ -71,37 +63,33 @@ inline QString enabledInputs(MainWindowTestAccess &access)
     QString marks;
     for (const QWidget *widget : QWidgetList {access.deviceCombo(), access.formatCombo(),
                                               access.primaryButton(), access.snapshotButton()})
-        marks += widget->isEnabled() ? QLatin1Char('+') : QLatin1Char('-');
+        marks += widget->isEnabled() ? u'+' : u'-';
     return marks;
 }
 
 // The texts of the connection badge and of the status line, in order, repeats folded. The window
 // re-polishes the badge on each change and this style sees every polish, so a text replaced
-// within the same event is caught; the status line is also polled. The window must outlive it.
+// within the same event is caught; the status line is polled. The window must outlive it.
 class History : public QProxyStyle
 {
 public:
     explicit History(MainWindowTestAccess &access)
         : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion")))
-        , badgeLabel(access.connectionBadge())
-        , statusLabel(access.statusCard())
+        , labels {access.connectionBadge(), access.statusCard()}
     {
         record();
-        badgeLabel->setStyle(this);
+        labels[0]->setStyle(this);
         QObject::connect(&poll, &QTimer::timeout, this, [this] { record(); });
         poll.start(10);
     }
-    ~History() override { badgeLabel->setStyle(nullptr); }
+    ~History() override { labels[0]->setStyle(nullptr); }
     void polish(QWidget *widget) override
     {
-        if (widget == badgeLabel)
+        if (widget == labels[0])
             record();
         QProxyStyle::polish(widget);
     }
     using QProxyStyle::polish;
-
-    QStringList badge;
-    QStringList status;
 
     // The texts that are among `wanted`, in the order they were shown, repeats folded.
     static QStringList only(const QStringList &texts, const QStringList &wanted)
@@ -114,18 +102,19 @@ public:
         return result;
     }
 
+    QStringList badge, status;
+
 private:
     void record()
     {
-        for (auto [label, texts] :
-             {std::pair(badgeLabel, &badge), std::pair(statusLabel, &status)}) {
-            if (texts->isEmpty() || texts->constLast() != label->text())
-                *texts << label->text();
+        for (QStringList *texts : {&badge, &status}) {
+            const QString text = labels[texts == &status]->text();
+            if (texts->isEmpty() || texts->constLast() != text)
+                *texts << text;
         }
     }
 
-    QLabel *badgeLabel;
-    QLabel *statusLabel;
+    QLabel *labels[2];
     QTimer poll;
 };
 
