@@ -21,36 +21,28 @@ inline bool waitForPreview(MainWindowTestAccess &access, int timeoutMs = startTi
                            timeoutMs);
 }
 
-// The cameras a test plugs, all unplugged in its cleanup so that no test sees another's. Each
-// call returns once Qt's own device list has caught up.
-class Cameras
+// Virtual cameras in and out, each call returning once Qt's own device list has caught up.
+inline bool listed(qsizetype count)
 {
-public:
-    bool plug(const QList<VirtualCamera::Camera> &cameras)
-    {
-        for (const VirtualCamera::Camera &camera : cameras)
-            names << camera.name;
-        return std::all_of(cameras.begin(), cameras.end(), VirtualCamera::plug) && listed();
-    }
-    bool unplug(const QString &name)
-    {
-        return names.removeOne(name) && VirtualCamera::unplug(name) && listed();
-    }
-    bool unplugAll()
-    {
-        while (!names.isEmpty())
-            VirtualCamera::unplug(names.takeLast());
-        return listed();
-    }
-
-private:
-    bool listed() const
-    {
-        return QTest::qWaitFor(
-            [this] { return QMediaDevices::videoInputs().size() == names.size(); });
-    }
-    QStringList names;
-};
+    return QTest::qWaitFor([count] { return QMediaDevices::videoInputs().size() == count; });
+}
+inline bool plug(const QList<VirtualCamera::Camera> &cameras)
+{
+    const qsizetype count = QMediaDevices::videoInputs().size() + cameras.size();
+    return std::all_of(cameras.begin(), cameras.end(), VirtualCamera::plug) && listed(count);
+}
+inline bool unplug(const QString &name)
+{
+    const qsizetype count = QMediaDevices::videoInputs().size() - 1;
+    return VirtualCamera::unplug(name) && listed(count);
+}
+// All of them, so that no test sees another's.
+inline bool unplugAll()
+{
+    for (const QCameraDevice &camera : QMediaDevices::videoInputs())
+        VirtualCamera::unplug(camera.description());
+    return listed(0);
+}
 
 inline void choose(MainWindowTestAccess &access, const QString &name)
 {

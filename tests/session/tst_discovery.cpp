@@ -26,14 +26,13 @@ int requests = 0;
 class TestDiscovery : public QObject
 {
     Q_OBJECT
-    Cameras cameras;
     QList<QCameraDevice> devices; // as Qt lists them: the system default, Cam C, first
 
 private slots:
     void initTestCase()
     {
         for (const QString name : {"Cam A", "Cam B", "Cam C"})
-            QVERIFY(cameras.plug({{name, name == "Cam C", true, {}, 40}}));
+            QVERIFY(plug({{name, name == "Cam C", true, {}, 40}}));
         devices = QMediaDevices::videoInputs();
         QCOMPARE(devices.first().description(), QStringLiteral("Cam C"));
     }
@@ -43,7 +42,7 @@ private slots:
         requests = 0;
     }
     void cleanup() { CameraPermission::setPlatformForTesting(nullptr, nullptr); }
-    void cleanupTestCase() { QVERIFY(cameras.unplugAll()); }
+    void cleanupTestCase() { QVERIFY(unplugAll()); }
 
     void opensCamera_data()
     {
@@ -172,7 +171,7 @@ private slots:
 #if QT_VERSION >= QT_VERSION_CHECK(6, 5, 0)
         QSKIP("Two look-alike entries are told apart only on Qt 6.4");
 #endif
-        QVERIFY(cameras.plug({{QStringLiteral("Cam B"), false, true, {}, 40}}));
+        QVERIFY(plug({{QStringLiteral("Cam B"), false, true, {}, 40}}));
         MainWindow window;
         MainWindowTestAccess access(window);
         choose(access, QStringLiteral("Cam B"));

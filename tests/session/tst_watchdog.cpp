@@ -28,18 +28,16 @@ const VirtualCamera::Camera extra {QStringLiteral("Extra"), false, true, small};
 class TestWatchdog : public QObject
 {
     Q_OBJECT
-    Cameras cameras;
 
 private slots:
     void init() { TestEnvironment::clearSettings(); }
-    void cleanup() { QVERIFY(cameras.unplugAll()); }
+    void cleanup() { QVERIFY(unplugAll()); }
 
     // From a silent camera to a good one while a retry is scheduled, the good one with a format
     // of its own pulled out, and the silent one vanishing unheard.
     void switchesDuringRetries()
     {
-        QVERIFY(cameras.plug(
-            {{silentCamera, true, false, formats}, {goodCamera, false, true, formats}}));
+        QVERIFY(plug({{silentCamera, true, false, formats}, {goodCamera, false, true, formats}}));
         MainWindow window;
         MainWindowTestAccess access(window);
         History history(access);
@@ -55,7 +53,7 @@ private slots:
         // A format check armed for the old camera must not speak for a new one without a frame;
         // it is due before the new camera's watchdog retries.
         access.formatCombo()->setCurrentIndex(1);
-        QVERIFY(cameras.unplug(goodCamera));
+        QVERIFY(unplug(goodCamera));
         QTRY_VERIFY_WITH_TIMEOUT(access.currentDeviceName() == silentCamera
                                      && access.badgeText() == waiting,
                                  startTimeoutMs);
@@ -66,7 +64,7 @@ private slots:
         // The system drops the camera but the window has not heard of it yet.
         QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), waiting, startTimeoutMs);
         QObject::disconnect(&access.mediaDevices(), nullptr, &window, nullptr);
-        QVERIFY(cameras.unplug(silentCamera));
+        QVERIFY(unplug(silentCamera));
         QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  等待重连"), 6000);
         QCOMPARE(access.status(), QStringLiteral("USB 摄像头已断开，等待重新连接…"));
     }
@@ -75,7 +73,7 @@ private slots:
     // session at that moment used to deadlock about one time in fifteen.
     void closingRightAfterFirstFrame()
     {
-        QVERIFY(cameras.plug({camA}));
+        QVERIFY(plug({camA}));
         for (int i = 0; i < 30; ++i) {
             MainWindow window;
             MainWindowTestAccess access(window);
@@ -88,25 +86,25 @@ private slots:
     // same window; pulled while streaming, its source fails as a real camera's does.
     void hotplug()
     {
-        QVERIFY(cameras.plug({camA}));
+        QVERIFY(plug({camA}));
         MainWindow window;
         MainWindowTestAccess access(window);
         QSignalSpy refreshes(&access.deviceChangeTimer(), &QTimer::timeout);
-        QVERIFY(cameras.plug({extra}));
+        QVERIFY(plug({extra}));
         QTRY_COMPARE(access.badgeText(), QStringLiteral("●  设备变化"));
         QCOMPARE(QStringList({access.status(), enabledInputs(access)}),
                  QStringList({"检测到摄像头变化，正在重新连接…", "+--+"}));
         QTest::qWait(300);
-        QVERIFY(cameras.unplug(extra.name));
+        QVERIFY(unplug(extra.name));
         QTest::qWait(300);
-        QVERIFY(cameras.plug({extra}));
+        QVERIFY(plug({extra}));
         QVERIFY(waitForPreview(access));
         QCOMPARE(std::pair(int(refreshes.size()), access.currentDeviceName()),
                  std::pair(1, camA.name));
-        QVERIFY(cameras.unplug(extra.name));
+        QVERIFY(unplug(extra.name));
 
         for (int round = 0; round < 2; ++round) {
-            QVERIFY(cameras.unplug(camA.name));
+            QVERIFY(unplug(camA.name));
             QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), QStringLiteral("●  未连接"), 5000);
             QCOMPARE(
                 QStringList({access.badgeState(), access.status(), enabledInputs(access),
@@ -114,7 +112,7 @@ private slots:
                 QStringList({"error", "未检测到摄像头，请连接 USB 摄像头后刷新。", "----", ""}));
             QVERIFY(!access.camera() && !access.deviceCombo()->count()
                     && !access.formatCombo()->count());
-            QVERIFY(cameras.plug({camA}));
+            QVERIFY(plug({camA}));
             QVERIFY(waitForPreview(access));
             QCOMPARE(enabledInputs(access), QStringLiteral("++++"));
             QVERIFY(framesFlow(access));
@@ -154,7 +152,7 @@ private slots:
     {
         QFETCH(VirtualCamera::Camera, camera);
         QFETCH(QStringList, badges);
-        QVERIFY(cameras.plug({camera}));
+        QVERIFY(plug({camera}));
         MainWindow window;
         MainWindowTestAccess access(window);
         History history(access);
@@ -173,7 +171,7 @@ private slots:
     // macroblocks is of the format.
     void paddedFramesCount()
     {
-        QVERIFY(cameras.plug({{silentCamera, true, false, {{1920, 1080, 30, "YUY2"}}}}));
+        QVERIFY(plug({{silentCamera, true, false, {{1920, 1080, 30, "YUY2"}}}}));
         MainWindow window;
         MainWindowTestAccess access(window);
         QTRY_COMPARE_WITH_TIMEOUT(access.badgeText(), waiting, 5000);
