@@ -72,14 +72,11 @@ private slots:
         });
         closer.start(20);
         // Stored (invalid: nothing), English on a Chinese and on another system, the item shown.
-        for (const auto &[stored, onChinese, onOther, selected] :
-             {std::tuple(QVariant(), false, true, 0),
-              {"system", false, true, 0},
-              {"zh_CN", false, false, 1},
-              {"en_US", true, true, 2},
-              {"System", false, false, 0},
-              {"EN_US", false, false, 0},
-              {"fr", false, false, 0}}) {
+        const QList<std::tuple<QVariant, bool, bool, int>> cases = {
+            {QVariant(), false, true, 0}, {"system", false, true, 0},  {"zh_CN", false, false, 1},
+            {"en_US", true, true, 2},     {"System", false, false, 0}, {"EN_US", false, false, 0},
+            {"fr", false, false, 0}};
+        for (const auto &[stored, onChinese, onOther, selected] : cases) {
             for (const bool chinese : {true, false}) {
                 TestEnvironment::clearSettings();
                 if (stored.isValid())

@@ -55,11 +55,9 @@ private slots:
     // Any case of true or false, or a number (a registry DWORD), non-zero being true.
     void readFlag()
     {
-        for (const auto &[stored, expected] : {std::pair(QVariant("TRUE"), true),
-                                               {"false", false},
-                                               {1, true},
-                                               {0, false},
-                                               {-2, true}}) {
+        const QList<std::pair<QVariant, bool>> flags = {
+            {"TRUE", true}, {"false", false}, {1, true}, {0, false}, {-2, true}};
+        for (const auto &[stored, expected] : flags) {
             QSettings().setValue(SettingsKeys::mirrored(), stored);
             QCOMPARE(std::pair(stored, ::readFlag(QSettings(), SettingsKeys::mirrored())),
                      std::pair(stored, expected));
