@@ -61,27 +61,31 @@ inline QString enabledInputs(MainWindowTestAccess &access)
 
 // The texts of the connection badge and of the status line, in order, repeats folded. The window
 // re-polishes the badge on each change and this style sees every polish, so a text replaced
-// within the same event is caught; the status line is polled. The window must outlive it.
+// within the same event is caught; the status line is also polled. The window must outlive it.
 class History : public QProxyStyle
 {
 public:
     explicit History(MainWindowTestAccess &access)
         : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion")))
-        , labels {access.connectionBadge(), access.statusCard()}
+        , badgeLabel(access.connectionBadge())
+        , statusLabel(access.statusCard())
     {
         record();
-        labels[0]->setStyle(this);
+        badgeLabel->setStyle(this);
         QObject::connect(&poll, &QTimer::timeout, this, [this] { record(); });
         poll.start(10);
     }
-    ~History() override { labels[0]->setStyle(nullptr); }
+    ~History() override { badgeLabel->setStyle(nullptr); }
     void polish(QWidget *widget) override
     {
-        if (widget == labels[0])
+        if (widget == badgeLabel)
             record();
         QProxyStyle::polish(widget);
     }
     using QProxyStyle::polish;
+
+    QStringList badge;
+    QStringList status;
 
     // The texts that are among `wanted`, in the order they were shown, repeats folded.
     static QStringList only(const QStringList &texts, const QStringList &wanted)
@@ -94,19 +98,18 @@ public:
         return result;
     }
 
-    QStringList badge, status;
-
 private:
     void record()
     {
-        for (QStringList *texts : {&badge, &status}) {
-            const QString text = labels[texts == &status]->text();
-            if (texts->isEmpty() || texts->constLast() != text)
-                *texts << text;
+        for (auto [label, texts] :
+             {std::pair(badgeLabel, &badge), std::pair(statusLabel, &status)}) {
+            if (texts->isEmpty() || texts->constLast() != label->text())
+                *texts << label->text();
         }
     }
 
-    QLabel *labels[2];
+    QLabel *badgeLabel;
+    QLabel *statusLabel;
     QTimer poll;
 };
 
