@@ -1,21 +1,11 @@
 #include "app/settingskeys.h"
 #include "mainwindowtestaccess.h"
-#include "session/camerapermission.h"
 #include "testmain.h"
 #include "videopreviewwidgettestaccess.h"
 
 #include <QStatusBar>
 
 namespace {
-QPushButton *button(QWidget &window, const QString &text)
-{
-    for (QPushButton *candidate : window.findChildren<QPushButton *>()) {
-        if (candidate->text() == text)
-            return candidate;
-    }
-    return nullptr;
-}
-
 // Mirror, flip and rotation as the controls show them and as the preview applies them; the tab.
 QString orientation(const MainWindowTestAccess &access)
 {
@@ -34,17 +24,6 @@ class TestMainWindow : public QObject
 
 private slots:
     void init() { TestEnvironment::clearSettings(); }
-
-    void linuxGrantsCameraPermission()
-    {
-        // Linux has no camera-permission service: Qt 6.5 on grants through its own API, older Qt
-        // through the fallback. Either way the window goes straight to its device list.
-        QCOMPARE(CameraPermission::check(), CameraPermission::Status::Granted);
-        QObject context;
-        auto answer = CameraPermission::Status::Undetermined;
-        CameraPermission::request(&context, [&answer](auto status) { answer = status; });
-        QTRY_COMPARE(answer, CameraPermission::Status::Granted);
-    }
 
     void focusChainFollowsCreationOrder()
     {
@@ -73,16 +52,15 @@ private slots:
         QCOMPARE(chain, expected);
     }
 
+    // Any case of true or false, or a number (a registry DWORD), non-zero being true.
     void readFlag()
     {
-        // Any case of true or false, or a number (a registry DWORD), non-zero being true.
         const QList<std::pair<QVariant, bool>> flags = {
             {"TRUE", true}, {"false", false}, {1, true}, {0, false}, {-2, true}};
         for (const auto &[stored, expected] : flags) {
             QSettings().setValue(SettingsKeys::mirrored(), stored);
-            QCOMPARE(
-                std::pair(stored.toString(), ::readFlag(QSettings(), SettingsKeys::mirrored())),
-                std::pair(stored.toString(), expected));
+            QCOMPARE(std::pair(stored, ::readFlag(QSettings(), SettingsKeys::mirrored())),
+                     std::pair(stored, expected));
         }
     }
 
@@ -136,8 +114,11 @@ private slots:
         window.show();
         window.activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(&window));
-        QPushButton *panelToggle = button(window, QStringLiteral("收起面板"));
-        QPushButton *fullScreen = button(window, QStringLiteral("全屏预览"));
+        QPushButton *panelToggle = nullptr, *fullScreen = nullptr;
+        for (QPushButton *button : window.findChildren<QPushButton *>()) {
+            if (button->text() == "收起面板" || button->text() == "全屏预览")
+                (button->text() == "收起面板" ? panelToggle : fullScreen) = button;
+        }
         const QWidgetList parts = {window.findChild<QWidget *>("headerBar"), window.statusBar(),
                                    panelToggle, window.findChild<QWidget *>("sidePanel")};
         QVERIFY(!parts.contains(nullptr) && fullScreen);

@@ -21,44 +21,28 @@ inline bool waitForPreview(MainWindowTestAccess &access, int timeoutMs = startTi
                            timeoutMs);
 }
 
-inline VirtualCamera::Camera camera(const QString &name, bool isDefault = false, bool frames = true)
+// Virtual cameras in and out, each call returning once Qt's own device list has caught up.
+inline bool listed(qsizetype count)
 {
-    return {name, isDefault, frames, {{640, 480, 30, "YUY2"}, {1280, 720, 30, "NV12"}}};
+    return QTest::qWaitFor([count] { return QMediaDevices::videoInputs().size() == count; });
 }
-
-// The cameras a test plugs, all unplugged in its cleanup so that no test sees another's. Each
-// call returns once Qt's own device list has caught up.
-class Cameras
+inline bool plug(const QList<VirtualCamera::Camera> &cameras)
 {
-public:
-    bool plug(const QList<VirtualCamera::Camera> &cameras)
-    {
-        for (const VirtualCamera::Camera &camera : cameras) {
-            if (!VirtualCamera::plug(camera))
-                return false;
-            names << camera.name;
-        }
-        return listed();
-    }
-    bool unplug(const QString &name)
-    {
-        return names.removeOne(name) && VirtualCamera::unplug(name) && listed();
-    }
-    bool unplugAll()
-    {
-        while (!names.isEmpty())
-            VirtualCamera::unplug(names.takeLast());
-        return listed();
-    }
-
-private:
-    bool listed() const
-    {
-        return QTest::qWaitFor(
-            [this] { return QMediaDevices::videoInputs().size() == names.size(); });
-    }
-    QStringList names;
-};
+    const qsizetype count = QMediaDevices::videoInputs().size() + cameras.size();
+    return std::all_of(cameras.begin(), cameras.end(), VirtualCamera::plug) && listed(count);
+}
+inline bool unplug(const QString &name)
+{
+    const qsizetype count = QMediaDevices::videoInputs().size() - 1;
+    return VirtualCamera::unplug(name) && listed(count);
+}
+// All of them, so that no test sees another's.
+inline bool unplugAll()
+{
+    for (const QCameraDevice &camera : QMediaDevices::videoInputs())
+        VirtualCamera::unplug(camera.description());
+    return listed(0);
+}
 
 inline void choose(MainWindowTestAccess &access, const QString &name)
 {
@@ -71,7 +55,7 @@ inline QString enabledInputs(MainWindowTestAccess &access)
     QString marks;
     for (const QWidget *widget : QWidgetList {access.deviceCombo(), access.formatCombo(),
                                               access.primaryButton(), access.snapshotButton()})
-        marks += widget->isEnabled() ? QLatin1Char('+') : QLatin1Char('-');
+        marks += widget->isEnabled() ? u'+' : u'-';
     return marks;
 }
 

@@ -50,7 +50,6 @@ public:
     QString badgeState() const { return w.connectionBadge->property("state").toString(); }
     QString status() const { return w.statusCard->text(); }
 
-    // Hardware controls panel and presets.
     QVBoxLayout *colorExposureLayout() const { return w.colorExposureLayout; }
     QVBoxLayout *lensControlsLayout() const { return w.lensControlsLayout; }
     QWidget *presetButtonsRow() const { return w.presetButtonsRow; }
@@ -65,7 +64,6 @@ public:
     void toggleCamera() { w.toggleCamera(); }
     void handleVideoFrame(const QVideoFrame &frame) { w.handleVideoFrame(frame); }
 
-    // Capture and diagnostics
     QPushButton *recordButton() const { return w.recordButton; }
     QLabel *recordingStatus() const { return w.recordingStatus; }
     QMediaRecorder *recorder() const { return w.recorder.get(); }
