@@ -8,6 +8,7 @@
 #include <QMediaRecorder>
 #include <QTimer>
 
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -15,15 +16,21 @@ namespace {
 // Qt 6.4 with GStreamer: several frame intervals of a slow camera, and well inside the 500 ms
 // before a camera is opened again, so a V4L2 device is free by then.
 constexpr int settleMs = 300;
+// Tearing a camera down can still deadlock here behind the stand-in sink (a renegotiation waits
+// on a sink that waits to play). At the end of the process that would keep it, and the camera,
+// alive with no window, so there the sessions are left to the system, which closes the devices.
+constexpr bool destroyAtEnd = false;
 #else
 // Later versions need no moment of settling; the end still waits for the event loop.
 constexpr int settleMs = 0;
+constexpr bool destroyAtEnd = true;
 #endif
 // Past the longest an encoder takes to flush its look-ahead.
 constexpr int finishTimeoutMs = 5000;
 
 class RetiredSession;
 QList<RetiredSession *> liveSessions;
+bool applicationEnding = false;
 
 class RetiredSession : public QObject
 {
@@ -41,8 +48,13 @@ public:
     {
         if (std::exchange(ending, true))
             return;
-        QTimer::singleShot(settleMs, this, [this] { delete this; });
+        QTimer::singleShot(settleMs, this, [this] {
+            if (!applicationEnding)
+                delete this;
+        });
     }
+
+    bool isEnding() const { return ending; }
 
 private:
     // Declared after the session, so the camera leaves it before the session ends.
@@ -78,16 +90,24 @@ void finishRetiredSessions()
 {
     if (liveSessions.isEmpty() || !QCoreApplication::instance())
         return;
+    applicationEnding = !destroyAtEnd;
+    // Either way a recorder's file needs its end written first.
+    const auto done = [] {
+        return destroyAtEnd ? liveSessions.isEmpty()
+                            : std::all_of(liveSessions.cbegin(), liveSessions.cend(),
+                                          [](const RetiredSession *s) { return s->isEnding(); });
+    };
     QEventLoop loop;
     QTimer poll;
-    QObject::connect(&poll, &QTimer::timeout, &loop, [&loop] {
-        if (liveSessions.isEmpty())
+    QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
+        if (done())
             loop.quit();
     });
-    poll.start(10);
-    QTimer::singleShot(finishTimeoutMs, &loop, &QEventLoop::quit);
-    loop.exec();
-    // Never destroyed: the process ends right after this.
+    if (!done()) {
+        poll.start(10);
+        QTimer::singleShot(finishTimeoutMs, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
     for (RetiredSession *session : std::as_const(liveSessions))
         session->setParent(nullptr);
 }

@@ -15,7 +15,8 @@ void retireCaptureSession(std::unique_ptr<QMediaCaptureSession> session,
                           std::unique_ptr<QCamera> camera,
                           const QMediaRecorder *finishingRecorder = nullptr);
 
-// Lets the retired sessions end before the application object goes: destroyed with it, without
-// their moment of settling, they can deadlock. Waits at most a few seconds; a session still
-// waiting then is left to the end of the process.
+// Lets the retired sessions' recorders finish their files before the application object goes
+// (at most a few seconds), and the sessions end where tearing them down is safe (not on Qt 6.4,
+// where they are left to the end of the process). Destroyed with the application object,
+// without their moment of settling, they could deadlock.
 void finishRetiredSessions();
