@@ -90,24 +90,28 @@ void finishRetiredSessions()
 {
     if (liveSessions.isEmpty() || !QCoreApplication::instance())
         return;
-    applicationEnding = !destroyAtEnd;
-    // Either way a recorder's file needs its end written first.
-    const auto done = [] {
-        return destroyAtEnd ? liveSessions.isEmpty()
-                            : std::all_of(liveSessions.cbegin(), liveSessions.cend(),
-                                          [](const RetiredSession *s) { return s->isEnding(); });
+    // From here on the sessions no longer end on their own: they end below, once their recorders
+    // have written the end of their files.
+    applicationEnding = true;
+    const auto recordersDone = [] {
+        return std::all_of(liveSessions.cbegin(), liveSessions.cend(),
+                           [](const RetiredSession *session) { return session->isEnding(); });
     };
     QEventLoop loop;
     QTimer poll;
     QObject::connect(&poll, &QTimer::timeout, &loop, [&] {
-        if (done())
+        if (recordersDone())
             loop.quit();
     });
-    if (!done()) {
+    if (!recordersDone()) {
         poll.start(10);
         QTimer::singleShot(finishTimeoutMs, &loop, &QEventLoop::quit);
         loop.exec();
     }
-    for (RetiredSession *session : std::as_const(liveSessions))
-        session->setParent(nullptr);
+    for (RetiredSession *session : QList(liveSessions)) {
+        if (destroyAtEnd && session->isEnding())
+            delete session;
+        else
+            session->setParent(nullptr); // left to the end of the process
+    }
 }
