@@ -12,12 +12,9 @@
 #include "mediaprobe.h"
 #include "preview/videopreviewwidget.h"
 #include "screenwatch.h"
-#include "session/retiredsession.h"
-#include "testenvironment.h"
 #include "userrun.h"
 #include "virtualcamera.h"
 
-#include <QApplication>
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
@@ -29,7 +26,6 @@
 #include <QTimer>
 
 #include <algorithm>
-#include <functional>
 #include <optional>
 
 namespace {

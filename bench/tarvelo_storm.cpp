@@ -14,7 +14,6 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QTest>
 #include <QTextStream>
 #include <QTimer>
@@ -23,7 +22,6 @@
 #include <algorithm>
 #include <malloc.h>
 #include <random>
-#include <unistd.h>
 
 namespace {
 constexpr int medianOf = 15; // samples, one per change
@@ -36,10 +34,9 @@ struct Options
     int warmup = 20;
 };
 
-// A /proc/self/status line in megabytes: the kernel's own count of resident and peak memory.
-double statusMegabytes(const QByteArray &field)
+double residentMegabytes()
 {
-    return ProcessFigures::statusValue(QCoreApplication::applicationPid(), field) / 1024;
+    return ProcessFigures::residentMegabytes(QCoreApplication::applicationPid());
 }
 
 double medianOfLast(const QList<double> &samples)
@@ -60,7 +57,8 @@ QString breakdown()
     const double megabyte = 1024.0 * 1024.0;
     return QStringLiteral("heap in use %1, kept free %2, anonymous %3, %4 threads")
         .arg(mb(double(heap.uordblks + heap.hblkhd) / megabyte),
-             mb(double(heap.fordblks) / megabyte), mb(statusMegabytes("RssAnon")))
+             mb(double(heap.fordblks) / megabyte),
+             mb(ProcessFigures::statusValue(QCoreApplication::applicationPid(), "RssAnon") / 1024))
         .arg(ProcessFigures::threads(QCoreApplication::applicationPid()));
 }
 
@@ -98,7 +96,7 @@ public:
     PeakMeter()
     {
         timer.callOnTimeout(this, [this] {
-            const double rss = statusMegabytes("VmRSS");
+            const double rss = residentMegabytes();
             if (rss > peak) {
                 peak = rss;
                 atChange = change;
@@ -130,7 +128,7 @@ int storm(const Options &options, MainWindowTestAccess &access)
         out << "no first frame" << Qt::endl;
         return 1;
     }
-    out << "  first frame: RSS " << mb(statusMegabytes("VmRSS")) << Qt::endl;
+    out << "  first frame: RSS " << mb(residentMegabytes()) << Qt::endl;
 
     QElapsedTimer clock;
     clock.start();
@@ -139,7 +137,7 @@ int storm(const Options &options, MainWindowTestAccess &access)
     double baseline = 0;
     for (int change = 1; change <= options.warmup + options.changes; ++change) {
         QTest::qWait(gapMs(random));
-        const double rss = statusMegabytes("VmRSS");
+        const double rss = residentMegabytes();
         samples << rss;
 
         meter.change = change;
@@ -174,7 +172,8 @@ int storm(const Options &options, MainWindowTestAccess &access)
         << " changes: " << QString::number(final - baseline, 'f', 1) << " MB (" << mb(baseline)
         << " -> " << mb(final) << ")" << Qt::endl;
     out << "  peak during the storm: " << mb(meter.peak) << " (20 ms samples, after change "
-        << meter.atChange << "); process high-water mark " << mb(statusMegabytes("VmHWM"))
+        << meter.atChange << "); process high-water mark "
+        << mb(ProcessFigures::peakResidentMegabytes(QCoreApplication::applicationPid()))
         << Qt::endl;
     out << "  ends live: " << (live ? "yes" : "no") << " (" << access.currentDeviceName() << ", "
         << access.status() << "); storm took " << clock.elapsed() / 1000 << " s" << Qt::endl;
