@@ -28,9 +28,9 @@ installed=$(cd "$scratch" && find usr -type f | sort)
     || fail "cmake --install gave an unexpected tree:"$'\n'"$installed"
 
 desktop-file-validate "$scratch/usr/share/applications/$app_id.desktop"
-appstreamcli validate --no-net --explain "$scratch/usr/share/metainfo/$app_id.metainfo.xml" >/dev/null \
-    || appstreamcli validate --no-net --explain "$scratch/usr/share/metainfo/$app_id.metainfo.xml" \
-    || fail "AppStream metadata does not validate"
+appstream_log=$(appstreamcli validate --no-net --explain \
+    "$scratch/usr/share/metainfo/$app_id.metainfo.xml" 2>&1) \
+    || fail "AppStream metadata does not validate:"$'\n'"$appstream_log"
 icon_size=$(file -b "$scratch/usr/share/icons/hicolor/256x256/apps/$app_id.png")
 case $icon_size in *"256 x 256"*) ;; *) fail "the hicolor 256x256 icon is $icon_size" ;; esac
 
