@@ -104,7 +104,11 @@ private:
     bool openOutputFolder(const QString &path, const QString &kindName);
     void openPicturesFolder();
     void openVideosFolder();
+    void startRecording();
     void updateRecordingDuration(qint64 durationMs);
+    void watchRecordingStarts();
+    void restartSilentRecording();
+    void resumeRecordingIfReady();
     void finishRecording();
 
     // diagnostics/
@@ -114,6 +118,8 @@ private:
     QTimer deviceChangeTimer;
     // Restarted by every frame; runs out when a stream falls silent after it delivered.
     QTimer stallTimer;
+    // Runs out when a recording has had no frame since it started; see restartSilentRecording.
+    QTimer recordingStartCheck;
     // Renewed for every camera, see retireCamera.
     std::unique_ptr<QMediaCaptureSession> captureSession;
     std::unique_ptr<QCamera> camera;
@@ -145,6 +151,11 @@ private:
     bool previewRequested = true;
     qint32 noFrameRetries = 0;
     quint64 sessionGeneration = 0;
+    // A recording restarted with its camera: its empty file, whether it is to begin again once the
+    // new camera delivers, and whether the user's recording had its one restart.
+    QString discardedRecording;
+    bool resumeRecording = false;
+    bool recordingRestarted = false;
     // One thread: snapshots are written in the order they were taken.
     QThreadPool snapshotWriter;
 };

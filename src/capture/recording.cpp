@@ -4,6 +4,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QEventLoop>
+#include <QFile>
 #include <QLabel>
 #include <QMediaFormat>
 #include <QMediaRecorder>
@@ -12,9 +13,18 @@
 #include <QTimer>
 #include <QUrl>
 
+#include <utility>
+
 namespace {
 // An encoder flushes its look-ahead of a second or two of frames at the end.
 constexpr int finishRecordingTimeoutMs = 10000;
+// Several frame intervals of the slowest camera worth recording.
+constexpr int recordingStartCheckMs = 1500;
+#if defined(Q_OS_LINUX) && QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
+constexpr bool recordingStartCanSilenceCamera = true; // see restartSilentRecording
+#else
+constexpr bool recordingStartCanSilenceCamera = false;
+#endif
 
 bool isRecording(const QMediaRecorder &recorder)
 {
@@ -40,6 +50,13 @@ void MainWindow::toggleRecording()
         recorder->stop();
         return;
     }
+    resumeRecording = false;
+    recordingRestarted = false;
+    startRecording();
+}
+
+void MainWindow::startRecording()
+{
     if (!camera) {
         statusCard->setText(tr("录像失败：未选择摄像头"));
         return;
@@ -76,10 +93,16 @@ void MainWindow::updateRecorderState()
     recordButton->style()->polish(recordButton);
 
     if (recording) {
+        recordingStartCheck.start();
         statusCard->setText(tr("正在录像…"));
         return;
     }
+    recordingStartCheck.stop();
     const QUrl location = recorder->actualLocation();
+    if (!discardedRecording.isEmpty() && location.toLocalFile() == discardedRecording) {
+        QFile::remove(std::exchange(discardedRecording, QString()));
+        return;
+    }
     if (!location.isEmpty())
         statusCard->setText(
             tr("录像已保存：%1").arg(QDir::toNativeSeparators(location.toLocalFile())));
@@ -103,6 +126,39 @@ void MainWindow::updateRecordingDuration(qint64 durationMs)
                              .arg((s / 60) % 60, 2, 10, zero)
                              .arg(s % 60, 2, 10, zero);
     recordingStatus->setText(tr("● 正在录像 %1").arg(time));
+}
+
+void MainWindow::watchRecordingStarts()
+{
+    recordingStartCheck.setSingleShot(true);
+    recordingStartCheck.setInterval(recordingStartCheckMs);
+    if (recordingStartCanSilenceCamera)
+        connect(&recordingStartCheck, &QTimer::timeout, this, &MainWindow::restartSilentRecording);
+}
+
+// Qt 6.4's GStreamer back end links the encoder into the running stream before it starts the
+// encoder. A frame that arrives in between is refused, and the refusal stops the camera's stream
+// for good: the preview freezes and the file stays empty. Such a recording is ended and its empty
+// file removed, the camera starts afresh, and the recording begins again once a frame is back.
+// Once per recording the user started: a camera that falls silent by itself is the stall
+// watchdog's.
+void MainWindow::restartSilentRecording()
+{
+    if (!camera || !isRecording(*recorder) || recorder->duration() > 0
+        || std::exchange(recordingRestarted, true))
+        return;
+    discardedRecording = recorder->actualLocation().toLocalFile();
+    const QCameraDevice device = camera->cameraDevice();
+    prepareDevice(device); // ends the recording with the camera
+    resumeRecording = true;
+}
+
+void MainWindow::resumeRecordingIfReady()
+{
+    if (resumeRecording && frameReceived && recorder->captureSession() == captureSession.get()) {
+        resumeRecording = false;
+        startRecording();
+    }
 }
 
 // Waits, with a bound, until a stopped recording has written the end of its file. Only for the

@@ -78,6 +78,7 @@ void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
 
 void MainWindow::stopCamera()
 {
+    resumeRecording = false;
     // The file is finished while this camera still feeds the pipeline: see retireCamera.
     if (recorder->recorderState() == QMediaRecorder::RecordingState)
         recorder->stop();
@@ -122,8 +123,10 @@ void MainWindow::retireCamera()
 void MainWindow::adoptRecorder()
 {
     if (recorder->recorderState() == QMediaRecorder::StoppedState
-        && recorder->captureSession() != captureSession.get())
+        && recorder->captureSession() != captureSession.get()) {
         captureSession->setRecorder(recorder.get());
+        resumeRecordingIfReady();
+    }
 }
 
 void MainWindow::toggleCamera()
@@ -134,6 +137,7 @@ void MainWindow::toggleCamera()
     if (active && recorder->recorderState() == QMediaRecorder::RecordingState)
         recorder->stop();
     previewRequested = !active;
+    resumeRecording = false;
     if (active)
         camera->stop();
     else
@@ -190,4 +194,5 @@ void MainWindow::handleVideoFrame(const QVideoFrame &frame)
     frameReceived = true;
     setConnectionBadge(tr("●  预览正常"), QStringLiteral("ready"));
     statusCard->setText(tr("预览正常：%1 × %2").arg(frame.width()).arg(frame.height()));
+    resumeRecordingIfReady();
 }

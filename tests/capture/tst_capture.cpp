@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QRegularExpression>
 #include <QScopeGuard>
+#include <QSignalSpy>
 #include <QStandardPaths>
 #include <QUrl>
 
@@ -15,6 +16,9 @@ namespace {
 // 4:2:0, as a 4:2:2 camera gives a High 4:2:2 H.264 stream that few players decode.
 const QList<VirtualCamera::Format> formats = {{640, 480, 30, "NV12"}};
 const QString cameraA = QStringLiteral("Capture Cam A");
+// Each start delivers half a second of frames, then none.
+const VirtualCamera::Camera silentCamera {
+    QStringLiteral("Capture Cam S"), false, true, formats, 0, 15};
 constexpr auto pictures = QStandardPaths::PicturesLocation;
 constexpr auto movies = QStandardPaths::MoviesLocation;
 
@@ -199,11 +203,35 @@ private slots:
                                          qPrintable(probe.videoCaps))));
     }
 
+    // A recording whose start silenced the camera (Qt 6.4 does that when a frame arrives while it
+    // links the encoder in) begins again with the camera restarted, in a file of its own.
+    void silentRecordingStartsAgain()
+    {
+        MainWindow window;
+        MainWindowTestAccess access(window);
+        QTRY_VERIFY_WITH_TIMEOUT(access.frameReceived(), 8000);
+        access.deviceCombo()->setCurrentIndex(access.deviceCombo()->findText(silentCamera.name));
+        QTRY_VERIFY_WITH_TIMEOUT(access.frameReceived(), 8000);
+        QTest::qWait(1000); // past its frames: silent
+        QSignalSpy states(access.recorder(), &QMediaRecorder::recorderStateChanged);
+        access.toggleRecording();
+        QTRY_COMPARE_WITH_TIMEOUT(states.count(), 3, 10000); // recording, stopped, recording
+        QTRY_VERIFY_WITH_TIMEOUT(access.recorder()->duration() > 0, 5000);
+        access.toggleRecording();
+        QTRY_VERIFY(!isRecording(access));
+
+        const QFileInfoList files = QDir(outputFolder(movies)).entryInfoList(QDir::Files);
+        QCOMPARE(files.size(), 1);
+        QCOMPARE(files[0].filePath(), access.recorder()->actualLocation().toLocalFile());
+        QTRY_VERIFY(MediaProbe::of(files[0].filePath()).videoCaps.startsWith("video/x-h264"));
+    }
+
 private:
     QList<QUrl> openedUrls;
 };
 
 TARVELO_TEST_MAIN_WITH(TestCapture, if (!TestEnvironment::canServeVirtualCameras()) return 77;
                        VirtualCamera::install({{cameraA, true, true, formats},
-                                               {"Capture Cam B", false, true, formats}}))
+                                               {"Capture Cam B", false, true, formats},
+                                               silentCamera}))
 #include "tst_capture.moc"
