@@ -58,8 +58,7 @@ private slots:
     void init()
     {
         TestEnvironment::clearSettings();
-        window = std::make_unique<MainWindow>();
-        access = std::make_unique<MainWindowTestAccess>(*window);
+        access = std::make_unique<MainWindowTestAccess>();
     }
 
     void panel()
@@ -99,7 +98,6 @@ private slots:
         QWidget *row = this->row(Saturation);
         auto *slider = row->findChild<QSlider *>();
         auto *spinBox = row->findChild<QSpinBox *>();
-        // The row as it then looks, and the status, after each edit.
         const auto after = [&](const char *refused, const std::function<void()> &edit) {
             controls->refused = QStringList(QString::fromLatin1(refused));
             access->statusCard()->clear();
@@ -205,7 +203,7 @@ private:
     }
     QWidget *row(int id) const
     {
-        return findRow(window.get(), QString::fromUtf8(findControlDescriptor(id)->name));
+        return findRow(&access->window(), QString::fromUtf8(findControlDescriptor(id)->name));
     }
     void click(const QString &text)
     {
@@ -214,7 +212,6 @@ private:
                 button->click();
     }
 
-    std::unique_ptr<MainWindow> window;
     std::unique_ptr<MainWindowTestAccess> access;
     RecordingControls *controls = nullptr;
 };

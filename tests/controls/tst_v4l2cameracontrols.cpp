@@ -166,9 +166,7 @@ class TestV4l2CameraControls : public QObject
 
     static Tweak flag(quint32 id, quint32 flags)
     {
-        return [=](FakeNode &node) {
-            node.find(id)->flags |= flags;
-        };
+        return Tweak([=](FakeNode &node) { node.find(id)->flags |= flags; });
     }
     // exposure_auto modes: 0 auto, 1 manual, 2 shutter priority, 3 aperture priority.
     static Tweak exposureModes(quint32 offered, qint32 mode)
@@ -339,8 +337,8 @@ private slots:
 
         // A failed open leaves nothing bound and nothing to ask.
         QVERIFY(!backend->open(QStringLiteral("Gone")));
-        QVERIFY(backend->controls().isEmpty() && io->descriptors.isEmpty());
-        QVERIFY(!backend->setValue(Brightness, 1));
+        QVERIFY(backend->controls().isEmpty() && io->descriptors.isEmpty()
+                && !backend->setValue(Brightness, 1));
 
         // Values are what the device has now, not what an earlier open saw.
         QVERIFY(backend->open(QStringLiteral("Cam A")));
@@ -350,9 +348,8 @@ private slots:
         // once so the kernel can free it.
         const QStringList before = describe(backend->controls());
         io->nodes.front().gone = true;
-        QVERIFY(!backend->setValue(Brightness, 5));
-        QVERIFY(io->descriptors.isEmpty());
-        QVERIFY(!backend->setAutomatic(Focus, false));
+        QVERIFY(!backend->setValue(Brightness, 5) && io->descriptors.isEmpty()
+                && !backend->setAutomatic(Focus, false));
         QCOMPARE(describe(backend->controls()), before);
         QCOMPARE(io->writes.size(), 3);
 
@@ -362,7 +359,6 @@ private slots:
     }
 
 private:
-    // The record without its name.
     QString line(int id) const
     {
         const QList<NativeControl> controls = backend->controls();

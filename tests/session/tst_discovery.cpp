@@ -88,8 +88,7 @@ private slots:
         const QCameraDevice &device = devices.at(qMax(stored, 0));
         const QString preparing = QStringLiteral("正在准备：%1").arg(device.description());
         const bool asking = check == Status::Undetermined;
-        MainWindow window;
-        MainWindowTestAccess access(window);
+        MainWindowTestAccess access;
         QCOMPARE(std::tuple(requests, access.status(), access.badgeText(), !access.camera()),
                  std::tuple(asking ? 1 : 0,
                             asking ? QStringLiteral("正在请求摄像头权限…")
@@ -115,8 +114,7 @@ private slots:
 
     void picksFormatsAndStop()
     {
-        MainWindow window;
-        MainWindowTestAccess access(window);
+        MainWindowTestAccess access;
         QVERIFY(waitForPreview(access));
         QCOMPARE(QStringList({access.camera()->cameraDevice().description(), access.badgeState(),
                               access.primaryButton()->text()}),
@@ -173,8 +171,7 @@ private slots:
         QSKIP("Two look-alike entries are told apart only on Qt 6.4");
 #endif
         QVERIFY(plug({{QStringLiteral("Cam B"), false, true, {}, 40}}));
-        MainWindow window;
-        MainWindowTestAccess access(window);
+        MainWindowTestAccess access;
         choose(access, QStringLiteral("Cam B"));
         QCOMPARE(std::pair(access.deviceCombo()->count(), access.currentDeviceId()),
                  std::pair(3, QMediaDevices::videoInputs().constLast().id()));
