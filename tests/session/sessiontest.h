@@ -107,7 +107,6 @@ private:
     QLabel *badgeLabel, *statusLabel;
 };
 
-// Frames keep flowing, not just the first one.
 inline bool framesFlow(const MainWindowTestAccess &access)
 {
     QSignalSpy frames(access.preview()->videoSink(), &QVideoSink::videoFrameChanged);
