@@ -25,9 +25,9 @@ class TestMainWindow : public QObject
 private slots:
     void init() { TestEnvironment::clearSettings(); }
 
-    void focusChainFollowsCreationOrder()
+    // The focus chain follows creation order; then full screen and the side panel.
+    void focusChainAndFullScreen()
     {
-        // Widgets by their text, accessible name, object name or class.
         const QStringList expected =
             QStringLiteral(
                 "选择界面语言（重启后生效） QGraphicsView 全屏预览 收起面板 设备 画质 启动预览 "
@@ -50,6 +50,43 @@ private slots:
             }
         }
         QCOMPARE(chain, expected);
+
+        window.show();
+        window.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        QPushButton *panelToggle = nullptr, *fullScreen = nullptr;
+        for (QPushButton *button : window.findChildren<QPushButton *>()) {
+            if (button->text() == "收起面板" || button->text() == "全屏预览")
+                (button->text() == "收起面板" ? panelToggle : fullScreen) = button;
+        }
+        const QWidgetList parts = {window.findChild<QWidget *>("headerBar"), window.statusBar(),
+                                   panelToggle, window.findChild<QWidget *>("sidePanel")};
+        QVERIFY(!parts.contains(nullptr) && fullScreen);
+        // Full screen or not, then the parts above: + shown, - hidden.
+        const auto shown = [&] {
+            QString marks = window.isFullScreen() ? QStringLiteral("F") : QStringLiteral("W");
+            for (const QWidget *widget : parts)
+                marks += widget->isHidden() ? u'-' : u'+';
+            return marks + u' ' + panelToggle->text() + u' ' + fullScreen->text();
+        };
+
+        // Escape only leaves full screen, never enters it; leaving full screen brings the side
+        // panel back only if it was open before.
+        const QList<std::pair<QPushButton *, QString>> steps = {
+            {nullptr, "W++++ 收起面板 全屏预览"},
+            {panelToggle, "W+++- 展开面板 全屏预览"},
+            {fullScreen, "F---- 展开面板 退出全屏 (Esc)"},
+            {nullptr, "W+++- 展开面板 全屏预览"},
+            {panelToggle, "W++++ 收起面板 全屏预览"},
+            {fullScreen, "F---- 收起面板 退出全屏 (Esc)"},
+            {fullScreen, "W++++ 收起面板 全屏预览"}};
+        for (const auto &[clicked, expected] : steps) {
+            if (clicked)
+                clicked->click();
+            else
+                QTest::keyClick(&window, Qt::Key_Escape);
+            QCOMPARE(shown(), expected);
+        }
     }
 
     // Any case of true or false, or a number (a registry DWORD), non-zero being true.
@@ -88,8 +125,7 @@ private slots:
         QSettings settings;
         for (auto it = stored.cbegin(); it != stored.cend(); ++it)
             settings.setValue(it.key(), it.value());
-        MainWindow window;
-        MainWindowTestAccess access(window);
+        MainWindowTestAccess access;
         QTEST(orientation(access), "restored");
 
         // Restoring adds no key and leaves odd values as they were; a first run stores nothing.
@@ -104,49 +140,7 @@ private slots:
         access.controlTabs()->setCurrentIndex(1);
         const QString changed = QStringLiteral("1 0 270, preview 1 0 270, tab 1");
         QCOMPARE(orientation(access), changed);
-        MainWindow next;
-        QCOMPARE(orientation(MainWindowTestAccess(next)), changed);
-    }
-
-    void fullScreenAndSidePanel()
-    {
-        MainWindow window;
-        window.show();
-        window.activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(&window));
-        QPushButton *panelToggle = nullptr, *fullScreen = nullptr;
-        for (QPushButton *button : window.findChildren<QPushButton *>()) {
-            if (button->text() == "收起面板" || button->text() == "全屏预览")
-                (button->text() == "收起面板" ? panelToggle : fullScreen) = button;
-        }
-        const QWidgetList parts = {window.findChild<QWidget *>("headerBar"), window.statusBar(),
-                                   panelToggle, window.findChild<QWidget *>("sidePanel")};
-        QVERIFY(!parts.contains(nullptr) && fullScreen);
-        // Full screen or not, then the parts above: + shown, - hidden.
-        const auto shown = [&] {
-            QString marks = window.isFullScreen() ? QStringLiteral("F") : QStringLiteral("W");
-            for (const QWidget *widget : parts)
-                marks += widget->isHidden() ? u'-' : u'+';
-            return marks + u' ' + panelToggle->text() + u' ' + fullScreen->text();
-        };
-
-        // Escape only leaves full screen, never enters it; leaving full screen brings the side
-        // panel back only if it was open before.
-        const QList<std::pair<QPushButton *, QString>> steps = {
-            {nullptr, "W++++ 收起面板 全屏预览"},
-            {panelToggle, "W+++- 展开面板 全屏预览"},
-            {fullScreen, "F---- 展开面板 退出全屏 (Esc)"},
-            {nullptr, "W+++- 展开面板 全屏预览"},
-            {panelToggle, "W++++ 收起面板 全屏预览"},
-            {fullScreen, "F---- 收起面板 退出全屏 (Esc)"},
-            {fullScreen, "W++++ 收起面板 全屏预览"}};
-        for (const auto &[clicked, expected] : steps) {
-            if (clicked)
-                clicked->click();
-            else
-                QTest::keyClick(&window, Qt::Key_Escape);
-            QCOMPARE(shown(), expected);
-        }
+        QCOMPARE(orientation(MainWindowTestAccess()), changed);
     }
 };
 

@@ -68,10 +68,6 @@ public:
     QMap<int, FakeNode *> descriptors;
     QStringList writes; // "gain=5", with " refused" when it failed
 
-    FakeNode &add(const QByteArray &name, const QByteArray &card)
-    {
-        return nodes.emplace_back(FakeNode {name, card});
-    }
     QByteArray bound() const { return descriptors.size() == 1 ? descriptors.first()->name : ""; }
 
     bool readDirectory(const QByteArray &, QList<QByteArray> *names) override
@@ -166,9 +162,7 @@ class TestV4l2CameraControls : public QObject
 
     static Tweak flag(quint32 id, quint32 flags)
     {
-        return [=](FakeNode &node) {
-            node.find(id)->flags |= flags;
-        };
+        return Tweak([=](FakeNode &node) { node.find(id)->flags |= flags; });
     }
     // exposure_auto modes: 0 auto, 1 manual, 2 shutter priority, 3 aperture priority.
     static Tweak exposureModes(quint32 offered, qint32 mode)
@@ -216,11 +210,11 @@ private slots:
         QFETCH(int, bound);
         QFETCH(QString, error);
 
-        for (const char *node : {"0 Integrated Camera", "1 Integrated Camera", "10 Twin",
-                                 "2 Caméra Intégrée", "3 Spaced Cam ", "4 Legacy Cam",
-                                 "5 ABCDEFGHIJKLMNOPQRSTUVWXYZ012345", "6 Twin", "7 Bare"}) {
-            const QByteArray text(node);
-            io->add("video" + text.left(text.indexOf(' ')), text.mid(text.indexOf(' ') + 1));
+        for (const QByteArray node : {"0 Integrated Camera", "1 Integrated Camera", "10 Twin",
+                                      "2 Caméra Intégrée", "3 Spaced Cam ", "4 Legacy Cam",
+                                      "5 ABCDEFGHIJKLMNOPQRSTUVWXYZ012345", "6 Twin", "7 Bare"}) {
+            const qsizetype space = node.indexOf(' ');
+            io->nodes.push_back({"video" + node.left(space), node.mid(space + 1)});
         }
         // UVC's metadata node: capture is in the whole device's capabilities, not its own.
         io->nodes[0].deviceCaps = V4L2_CAP_META_CAPTURE;
@@ -300,7 +294,7 @@ private slots:
         QFETCH(int, id);
         QFETCH(QString, calls);
 
-        FakeNode &node = io->add("video0", "Cam");
+        FakeNode &node = io->nodes.emplace_back(FakeNode {"video0", "Cam"});
         if (tweak)
             tweak(node);
         QVERIFY(backend->open(QStringLiteral("Cam")));
@@ -318,8 +312,8 @@ private slots:
 
     void lifetime()
     {
-        io->add("video0", "Cam A");
-        io->add("video1", "Cam B").controls = uvcControls.mid(2, 2); // hue and hue_auto
+        io->nodes.push_back({"video0", "Cam A"});
+        io->nodes.push_back({"video1", "Cam B", uvcControls.mid(2, 2)}); // hue and hue_auto
         QVERIFY(backend->open(QStringLiteral("Cam A")));
         QCOMPARE(
             describe(backend->controls()),
@@ -339,8 +333,8 @@ private slots:
 
         // A failed open leaves nothing bound and nothing to ask.
         QVERIFY(!backend->open(QStringLiteral("Gone")));
-        QVERIFY(backend->controls().isEmpty() && io->descriptors.isEmpty());
-        QVERIFY(!backend->setValue(Brightness, 1));
+        QVERIFY(backend->controls().isEmpty() && io->descriptors.isEmpty()
+                && !backend->setValue(Brightness, 1));
 
         // Values are what the device has now, not what an earlier open saw.
         QVERIFY(backend->open(QStringLiteral("Cam A")));
@@ -350,9 +344,8 @@ private slots:
         // once so the kernel can free it.
         const QStringList before = describe(backend->controls());
         io->nodes.front().gone = true;
-        QVERIFY(!backend->setValue(Brightness, 5));
-        QVERIFY(io->descriptors.isEmpty());
-        QVERIFY(!backend->setAutomatic(Focus, false));
+        QVERIFY(!backend->setValue(Brightness, 5) && io->descriptors.isEmpty()
+                && !backend->setAutomatic(Focus, false));
         QCOMPARE(describe(backend->controls()), before);
         QCOMPARE(io->writes.size(), 3);
 
@@ -362,7 +355,6 @@ private slots:
     }
 
 private:
-    // The record without its name.
     QString line(int id) const
     {
         const QList<NativeControl> controls = backend->controls();

@@ -10,7 +10,6 @@
 #include <QTimer>
 
 namespace {
-// The default camera has a 1920x1080 picture.
 const QList<VirtualCamera::Format> formats = {{1920, 1080, 30, "NV12"}, {640, 480, 30, "NV12"}};
 
 // Types `fileName` into the save dialog the export opens (empty: cancels it), as a user would, and
@@ -36,23 +35,11 @@ class TestDiagnostics : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        QDir().mkpath(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
-    }
-
-    void report_data()
-    {
-        QTest::addColumn<bool>("withCamera");
-        QTest::newRow("before the camera exists") << false;
-        QTest::newRow("camera running, turned 90 degrees") << true;
-    }
-
+    // Before the camera exists, then with it running, turned 90 degrees.
     void report()
     {
-        QFETCH(bool, withCamera);
-        MainWindow window;
-        MainWindowTestAccess access(window);
+        QDir().mkpath(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
+        MainWindowTestAccess access;
         access.statusCard()->setText(QStringLiteral("untouched"));
         exportAs(access, QString());
         QCOMPARE(access.status(), QStringLiteral("untouched"));
@@ -62,52 +49,55 @@ private slots:
         exportAs(access, blocked + QStringLiteral("/report.txt"));
         QCOMPARE(access.status(), QStringLiteral("诊断信息导出失败：无法写入文件"));
         QVERIFY(QFile::remove(blocked));
-        if (withCamera) {
-            QTRY_VERIFY_WITH_TIMEOUT(access.frameReceived(), 8000);
-            access.rotationCombo()->setCurrentIndex(1);
-            access.mirrorCheckBox()->setChecked(true);
-        }
 
-        // An existing, longer file is replaced completely.
-        const QString target = QDir::temp().filePath(QStringLiteral("tarvelo-diag.txt"));
-        QFile file(target);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(QByteArray(100000, 'x')) == 100000);
-        file.close();
-        const QFileInfo proposed(exportAs(access, target));
-        QCOMPARE(proposed.absolutePath(),
-                 QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
-        QVERIFY(proposed.fileName().contains(
-            QRegularExpression(QStringLiteral("^Tarvelo-Diagnostics-\\d{8}-\\d{6}\\.txt$"))));
-        QCOMPARE(access.status(), QStringLiteral("诊断信息已保存：%1").arg(target));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray data = file.readAll();
-        QVERIFY(file.remove() && data.startsWith("GeneratedAt: ")); // no byte-order mark
-        const QString text = QString::fromUtf8(data);
-        // Every line "key: value", the last one ended too.
-        QString keys = QStringLiteral(
-            "GeneratedAt AppVersion BuildId QtVersion OperatingSystem Kernel CpuArchitecture "
-            "SystemLocale LanguageSetting SelectedDevice SelectedFormat PreviewRequested "
-            "CameraCreated CameraActive FrameReceived LastFrameSize CameraErrorCode "
-            "CameraErrorText "
-            "RecorderState RecorderErrorCode RecorderErrorText RecorderOutput MirrorHorizontal "
-            "FlipVertical Rotation  [VideoDevices] Count ");
-        if (!withCamera)
-            keys.remove(QStringLiteral("CameraErrorCode CameraErrorText "));
-        for (int i = 1; i <= 2; ++i)
-            keys +=
-                QStringLiteral("Device%1.Name Device%1.Id Device%1.Default Device%1.FormatCount ")
-                    .arg(i);
-        QCOMPARE(QString(text).remove(QRegularExpression(": [^\n]*")).replace(u'\n', u' '), keys);
-        const QString values =
-            QStringLiteral("AppVersion: 0.9.4|LanguageSetting: system|CameraCreated: %1|"
-                           "LastFrameSize: %2|RecorderState: 0|MirrorHorizontal: %1|Rotation: %3|"
-                           "Count: 2|Device1.Name: Diag Cam 1|Device1.Default: true|Device1.Id: %4|"
-                           "Device2.Default: false|Device2.FormatCount: 2")
-                .arg(withCamera ? "true" : "false", withCamera ? "1080x1920" : "none",
-                     withCamera ? "90" : "0", QMediaDevices::videoInputs().first().id().toHex());
-        for (const QString &line : values.split(u'|'))
-            QVERIFY2(text.contains(u'\n' + line + u'\n'), qPrintable(line));
-        QVERIFY(text.contains(QRegularExpression("\nBuildId: [0-9a-f]{40}\n")));
+        for (const bool withCamera : {false, true}) {
+            if (withCamera) {
+                QTRY_VERIFY_WITH_TIMEOUT(access.frameReceived(), 8000);
+                access.rotationCombo()->setCurrentIndex(1);
+                access.mirrorCheckBox()->setChecked(true);
+            }
+            // An existing, longer file is replaced completely.
+            const QString target = QDir::temp().filePath(QStringLiteral("tarvelo-diag.txt"));
+            QFile file(target);
+            QVERIFY(file.open(QIODevice::WriteOnly)
+                    && file.write(QByteArray(100000, 'x')) == 100000);
+            file.close();
+            const QFileInfo proposed(exportAs(access, target));
+            QCOMPARE(proposed.absolutePath(),
+                     QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation));
+            QVERIFY(proposed.fileName().contains(
+                QRegularExpression(QStringLiteral("^Tarvelo-Diagnostics-\\d{8}-\\d{6}\\.txt$"))));
+            QCOMPARE(access.status(), QStringLiteral("诊断信息已保存：%1").arg(target));
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            const QByteArray data = file.readAll();
+            QVERIFY(file.remove() && data.startsWith("GeneratedAt: ")); // no byte-order mark
+            const QString text = QString::fromUtf8(data);
+            // Every line "key: value", the last one ended too.
+            QString keys = QStringLiteral(
+                "GeneratedAt AppVersion BuildId QtVersion OperatingSystem Kernel CpuArchitecture "
+                "SystemLocale LanguageSetting SelectedDevice SelectedFormat PreviewRequested "
+                "CameraCreated CameraActive FrameReceived LastFrameSize CameraErrorCode "
+                "CameraErrorText RecorderState RecorderErrorCode RecorderErrorText RecorderOutput "
+                "MirrorHorizontal FlipVertical Rotation  [VideoDevices] Count Device1.Name "
+                "Device1.Id Device1.Default Device1.FormatCount Device2.Name Device2.Id "
+                "Device2.Default Device2.FormatCount ");
+            if (!withCamera)
+                keys.remove(QStringLiteral("CameraErrorCode CameraErrorText "));
+            QCOMPARE(QString(text).remove(QRegularExpression(": [^\n]*")).replace(u'\n', u' '),
+                     keys);
+            const QString values =
+                QStringLiteral(
+                    "AppVersion: 0.9.4|LanguageSetting: system|CameraCreated: %1|LastFrameSize: "
+                    "%2|RecorderState: 0|MirrorHorizontal: %1|Rotation: %3|Count: 2|Device1.Name: "
+                    "Diag Cam 1|Device1.Default: true|Device1.Id: %4|Device2.Default: "
+                    "false|Device2.FormatCount: 2")
+                    .arg(withCamera ? "true" : "false", withCamera ? "1080x1920" : "none",
+                         withCamera ? "90" : "0",
+                         QMediaDevices::videoInputs().first().id().toHex());
+            for (const QString &line : values.split(u'|'))
+                QVERIFY2(text.contains(u'\n' + line + u'\n'), qPrintable(line));
+            QVERIFY(text.contains(QRegularExpression("\nBuildId: [0-9a-f]{40}\n")));
+        }
     }
 };
 

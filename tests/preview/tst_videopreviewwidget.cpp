@@ -92,7 +92,6 @@ private slots:
         preview.videoSink()->setVideoFrame(frame);
         QCOMPARE(access.videoItem()->size(), QSizeF(128, 72));
         const QRectF fitted = access.scene()->sceneRect();
-        QCOMPARE(fitted, access.videoItem()->sceneBoundingRect());
 
         for (const QSize size : {QSize(1000, 700), QSize(1400, 500), QSize(720, 900)}) {
             preview.resize(size);

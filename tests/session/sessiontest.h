@@ -15,7 +15,7 @@ namespace SessionTest {
 // Generous: a loaded two-core machine starts GStreamer pipelines slowly.
 inline constexpr int startTimeoutMs = 8000;
 
-inline bool waitForPreview(MainWindowTestAccess &access, int timeoutMs = startTimeoutMs)
+inline bool waitForPreview(const MainWindowTestAccess &access, int timeoutMs = startTimeoutMs)
 {
     return QTest::qWaitFor([&] { return access.badgeText() == QStringLiteral("●  预览正常"); },
                            timeoutMs);
@@ -44,13 +44,13 @@ inline bool unplugAll()
     return listed(0);
 }
 
-inline void choose(MainWindowTestAccess &access, const QString &name)
+inline void choose(const MainWindowTestAccess &access, const QString &name)
 {
     access.deviceCombo()->setCurrentIndex(access.deviceCombo()->findText(name));
 }
 
 // Camera choice, format choice, start button and snapshot button: '+' enabled, '-' not.
-inline QString enabledInputs(MainWindowTestAccess &access)
+inline QString enabledInputs(const MainWindowTestAccess &access)
 {
     QString marks;
     for (const QWidget *widget : QWidgetList {access.deviceCombo(), access.formatCombo(),
@@ -65,15 +65,14 @@ inline QString enabledInputs(MainWindowTestAccess &access)
 class History : public QProxyStyle
 {
 public:
-    explicit History(MainWindowTestAccess &access)
+    explicit History(const MainWindowTestAccess &access)
         : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion")))
         , badgeLabel(access.connectionBadge())
         , statusLabel(access.statusCard())
     {
         record();
         badgeLabel->setStyle(this);
-        QObject::connect(&poll, &QTimer::timeout, this, [this] { record(); });
-        poll.start(10);
+        startTimer(10);
     }
     ~History() override { badgeLabel->setStyle(nullptr); }
     void polish(QWidget *widget) override
@@ -84,37 +83,31 @@ public:
     }
     using QProxyStyle::polish;
 
-    QStringList badge;
-    QStringList status;
+    QStringList badge, status;
 
     // The texts that are among `wanted`, in the order they were shown, repeats folded.
     static QStringList only(const QStringList &texts, const QStringList &wanted)
     {
         QStringList result;
-        for (const QString &text : texts) {
+        for (const QString &text : texts)
             if (wanted.contains(text) && (result.isEmpty() || result.constLast() != text))
                 result << text;
-        }
         return result;
     }
 
 private:
+    void timerEvent(QTimerEvent *) override { record(); }
     void record()
     {
-        for (auto [label, texts] :
-             {std::pair(badgeLabel, &badge), std::pair(statusLabel, &status)}) {
+        for (auto [label, texts] : {std::pair(badgeLabel, &badge), std::pair(statusLabel, &status)})
             if (texts->isEmpty() || texts->constLast() != label->text())
                 *texts << label->text();
-        }
     }
 
-    QLabel *badgeLabel;
-    QLabel *statusLabel;
-    QTimer poll;
+    QLabel *badgeLabel, *statusLabel;
 };
 
-// Frames keep flowing, not just the first one.
-inline bool framesFlow(MainWindowTestAccess &access)
+inline bool framesFlow(const MainWindowTestAccess &access)
 {
     QSignalSpy frames(access.preview()->videoSink(), &QVideoSink::videoFrameChanged);
     QTest::qWait(2000);

@@ -9,10 +9,7 @@ using namespace SessionTest;
 using CameraPermission::Status;
 
 namespace {
-QByteArray storedLastId()
-{
-    return QSettings().value(QStringLiteral("device/lastId")).toByteArray();
-}
+const QString lastIdKey = QStringLiteral("device/lastId");
 
 // What the stand-in platform answers; a request is answered later, as a dialog would be.
 Status checkAnswer = Status::Granted;
@@ -72,7 +69,7 @@ private slots:
             : stored == -2                ? QByteArray("no-such-camera")
                                           : QByteArray();
         if (!id.isEmpty())
-            QSettings().setValue(QStringLiteral("device/lastId"), id);
+            QSettings().setValue(lastIdKey, id);
         checkAnswer = check;
         requestAnswer = answer;
         if (check != Status::Granted) {
@@ -88,8 +85,7 @@ private slots:
         const QCameraDevice &device = devices.at(qMax(stored, 0));
         const QString preparing = QStringLiteral("正在准备：%1").arg(device.description());
         const bool asking = check == Status::Undetermined;
-        MainWindow window;
-        MainWindowTestAccess access(window);
+        MainWindowTestAccess access;
         QCOMPARE(std::tuple(requests, access.status(), access.badgeText(), !access.camera()),
                  std::tuple(asking ? 1 : 0,
                             asking ? QStringLiteral("正在请求摄像头权限…")
@@ -110,13 +106,12 @@ private slots:
             QCOMPARE(access.deviceCombo()->itemData(i).toByteArray(), devices.at(i).id());
         QCOMPARE(access.deviceCombo()->currentText(), device.description());
         // A camera that is gone is not replaced in the store, and nothing is written at start.
-        QCOMPARE(storedLastId(), id);
+        QCOMPARE(QSettings().value(lastIdKey).toByteArray(), id);
     }
 
     void picksFormatsAndStop()
     {
-        MainWindow window;
-        MainWindowTestAccess access(window);
+        MainWindowTestAccess access;
         QVERIFY(waitForPreview(access));
         QCOMPARE(QStringList({access.camera()->cameraDevice().description(), access.badgeState(),
                               access.primaryButton()->text()}),
@@ -143,10 +138,10 @@ private slots:
         });
         watch.start(5);
         choose(access, QStringLiteral("Cam A"));
-        QCOMPARE(storedLastId(), devices.at(1).id());
+        QCOMPARE(QSettings().value(lastIdKey).toByteArray(), devices.at(1).id());
         QTest::qWait(200);
         choose(access, QStringLiteral("Cam B"));
-        QCOMPARE(storedLastId(), devices.at(2).id());
+        QCOMPARE(QSettings().value(lastIdKey).toByteArray(), devices.at(2).id());
         QVERIFY(waitForPreview(access));
         QTest::qWait(600); // past the moment the first pick would have started
         QCOMPARE(started, QStringList {QStringLiteral("Cam B")});
@@ -173,8 +168,7 @@ private slots:
         QSKIP("Two look-alike entries are told apart only on Qt 6.4");
 #endif
         QVERIFY(plug({{QStringLiteral("Cam B"), false, true, {}, 40}}));
-        MainWindow window;
-        MainWindowTestAccess access(window);
+        MainWindowTestAccess access;
         choose(access, QStringLiteral("Cam B"));
         QCOMPARE(std::pair(access.deviceCombo()->count(), access.currentDeviceId()),
                  std::pair(3, QMediaDevices::videoInputs().constLast().id()));

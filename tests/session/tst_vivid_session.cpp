@@ -65,7 +65,6 @@ bool open640x360(MainWindowTestAccess &access)
         && QTest::qWaitFor([&] { return access.status() == "预览正常：640 × 360"; }, 30000);
 }
 
-// The device nodes that are gone but still held open by this process.
 QStringList vanishedNodesHeld()
 {
     QStringList held;
@@ -92,17 +91,15 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!QMediaDevices::videoInputs().isEmpty(), 60000);
     }
 
-    void previewAndControlsPanel()
+    void previewControlsAndCapture()
     {
         QVERIFY(set("gain_automatic=1")); // the driver's default, whatever came before
         const Values opening = values("brightness,contrast,gain_automatic");
-        MainWindow window;
-        MainWindowTestAccess access(window);
+        MainWindowTestAccess access;
         QCOMPARE(access.currentDeviceName(), QStringLiteral("vivid"));
         // Edits after the first frame, whose status line would replace the presets' messages.
         QVERIFY(open640x360(access));
 
-        // The rows' titles, and gain under automatic control.
         QStringList rows = describe(access.colorExposureLayout());
         QVERIFY2(rows.last().endsWith("[auto on] locked hint"), qPrintable(rows.last()));
         for (int i = 1; i < rows.size(); ++i)
@@ -112,9 +109,9 @@ private slots:
                               "色相", "饱和度", "增益"}));
 
         // A typed brightness, then gain by hand: off automatic, then dragged.
-        findRow(&window, "亮度")->findChild<QSpinBox *>()->setValue(200);
+        findRow(&access.window(), "亮度")->findChild<QSpinBox *>()->setValue(200);
         QCOMPARE(values("brightness"), (Values {{"brightness", 200}}));
-        QWidget *gain = findRow(&window, "增益");
+        QWidget *gain = findRow(&access.window(), "增益");
         gain->findChild<QCheckBox *>()->click();
         auto *slider = gain->findChild<QSlider *>();
         slider->setSliderDown(true);
@@ -134,14 +131,8 @@ private slots:
         QVERIFY(!access.nativeControls()->setValue(Contrast, 300));
         QCOMPARE(values("contrast").value("contrast"), opening.value("contrast"));
         QVERIFY(describe(access.colorExposureLayout()).last().endsWith("[auto on] locked hint"));
-    }
 
-    // A picture and a few seconds of video from the real driver, on whichever back end Qt has.
-    void snapshotAndRecording()
-    {
-        MainWindow window;
-        MainWindowTestAccess access(window);
-        QVERIFY(open640x360(access));
+        // A picture and a few seconds of video from the real driver, on whichever back end Qt has.
         access.snapshotButton()->click();
         QTRY_VERIFY_WITH_TIMEOUT(access.status().startsWith(QStringLiteral("截图已保存：")), 10000);
         QCOMPARE(QImage(access.status().section(QStringLiteral("："), 1)).size(), QSize(640, 360));
@@ -167,8 +158,7 @@ private slots:
     void faults()
     {
         QFETCH(QString, fault);
-        MainWindow window;
-        MainWindowTestAccess access(window);
+        MainWindowTestAccess access;
         QVERIFY(open640x360(access));
         History history(access);
         QVERIFY(set(fault));
@@ -196,8 +186,7 @@ private slots:
     // Last: the driver may come back under another node, the one the disconnect broke working.
     void unplugAndReplug()
     {
-        MainWindow window;
-        MainWindowTestAccess access(window);
+        MainWindowTestAccess access;
         QTRY_VERIFY_WITH_TIMEOUT(access.camera(), 10000); // opened, if broken by the disconnect
         History history(access);
         QVERIFY(setBound(false));
@@ -212,7 +201,7 @@ private slots:
         QVERIFY(open640x360(access));
         QCOMPARE(access.currentDeviceName(), QStringLiteral("vivid"));
         // The rebuilt panel edits the new device.
-        findRow(&window, "亮度")->findChild<QSpinBox *>()->setValue(77);
+        findRow(&access.window(), "亮度")->findChild<QSpinBox *>()->setValue(77);
         QCOMPARE(values("brightness"), (Values {{"brightness", 77}}));
     }
 };

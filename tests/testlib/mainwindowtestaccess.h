@@ -16,13 +16,19 @@
 
 #include <memory>
 
-// The tests' one way into MainWindow's private state.
+// The tests' one way into MainWindow's private state; without a window given, over one of its own.
 class MainWindowTestAccess
 {
 public:
+    MainWindowTestAccess()
+        : owned(std::make_unique<MainWindow>())
+        , w(*owned)
+    { }
     explicit MainWindowTestAccess(MainWindow &window)
         : w(window)
     { }
+
+    MainWindow &window() const { return w; }
 
     VideoPreviewWidget *preview() const { return w.preview; }
     QComboBox *deviceCombo() const { return w.deviceCombo; }
@@ -75,5 +81,6 @@ public:
     void exportDiagnostics() { w.exportDiagnostics(); }
 
 private:
+    std::unique_ptr<MainWindow> owned;
     MainWindow &w;
 };

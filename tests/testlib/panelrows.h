@@ -35,7 +35,6 @@ inline QStringList describe(QVBoxLayout *layout)
     return lines;
 }
 
-// The row whose title is `title`.
 inline QWidget *findRow(QWidget *window, const QString &title)
 {
     for (QLabel *label : window->findChildren<QLabel *>()) {

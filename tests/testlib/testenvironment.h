@@ -21,9 +21,7 @@ public:
             QDir().mkpath(homeDir.path() + relative);
             qputenv(name, QFile::encodeName(homeDir.path() + relative));
         }
-        QFile::setPermissions(homeDir.path() + "/runtime",
-                              QFileDevice::ReadOwner | QFileDevice::WriteOwner
-                                  | QFileDevice::ExeOwner);
+        QFile::setPermissions(homeDir.path() + "/runtime", QFile::Permissions(0x7000)); // u=rwx
         if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
             qputenv("QT_QPA_PLATFORM", "offscreen");
         // Qt 6.4 ships an experimental FFmpeg back end beside GStreamer; the tests answer the
