@@ -105,6 +105,7 @@ private:
     void openPicturesFolder();
     void openVideosFolder();
     void startRecording();
+    void stopRecording();
     void updateRecordingDuration(qint64 durationMs);
     void watchRecordingStarts();
     void restartSilentRecording();

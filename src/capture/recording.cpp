@@ -47,12 +47,19 @@ void chooseRecordingFormat([[maybe_unused]] QMediaRecorder &recorder)
 void MainWindow::toggleRecording()
 {
     if (isRecording(*recorder)) {
-        recorder->stop();
+        stopRecording();
         return;
     }
     resumeRecording = false;
     recordingRestarted = false;
     startRecording();
+}
+
+// Qt 6.4 goes on reporting a recording while it finishes the file: the start check must not see it.
+void MainWindow::stopRecording()
+{
+    recordingStartCheck.stop();
+    recorder->stop();
 }
 
 void MainWindow::startRecording()

@@ -81,7 +81,7 @@ void MainWindow::stopCamera()
     resumeRecording = false;
     // The file is finished while this camera still feeds the pipeline: see retireCamera.
     if (recorder->recorderState() == QMediaRecorder::RecordingState)
-        recorder->stop();
+        stopRecording();
     if (camera) {
         disconnect(camera.get(), nullptr, this, nullptr);
         camera->stop();
@@ -135,7 +135,7 @@ void MainWindow::toggleCamera()
         return;
     const bool active = camera->isActive();
     if (active && recorder->recorderState() == QMediaRecorder::RecordingState)
-        recorder->stop();
+        stopRecording();
     previewRequested = !active;
     resumeRecording = false;
     if (active)
