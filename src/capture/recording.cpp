@@ -21,9 +21,9 @@ constexpr int finishRecordingTimeoutMs = 10000;
 // Several frame intervals of the slowest camera worth recording.
 constexpr int recordingStartCheckMs = 1500;
 #if defined(Q_OS_LINUX) && QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
-constexpr bool recordingStartCanSilenceCamera = true; // see restartSilentRecording
+constexpr bool gstreamerQt64 = true; // Qt 6.4's GStreamer back end, with its recording quirks
 #else
-constexpr bool recordingStartCanSilenceCamera = false;
+constexpr bool gstreamerQt64 = false;
 #endif
 
 bool isRecording(const QMediaRecorder &recorder)
@@ -34,13 +34,13 @@ bool isRecording(const QMediaRecorder &recorder)
 // Qt 6.4's GStreamer back end defaults to VP9 in MP4: a 4:2:2 camera gives a stream the MP4 muxer
 // refuses, so nothing is recorded, and VP9 cannot keep up with 1080p30 on a small machine anyway.
 // H.264 in MP4 is what players expect of a ".mp4" file. Other back ends keep their defaults.
-void chooseRecordingFormat([[maybe_unused]] QMediaRecorder &recorder)
+void chooseRecordingFormat(QMediaRecorder &recorder)
 {
-#if defined(Q_OS_LINUX) && QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
-    QMediaFormat format(QMediaFormat::MPEG4);
-    format.setVideoCodec(QMediaFormat::VideoCodec::H264);
-    recorder.setMediaFormat(format);
-#endif
+    if constexpr (gstreamerQt64) {
+        QMediaFormat format(QMediaFormat::MPEG4);
+        format.setVideoCodec(QMediaFormat::VideoCodec::H264);
+        recorder.setMediaFormat(format);
+    }
 }
 } // namespace
 
@@ -139,7 +139,7 @@ void MainWindow::watchRecordingStarts()
 {
     recordingStartCheck.setSingleShot(true);
     recordingStartCheck.setInterval(recordingStartCheckMs);
-    if (recordingStartCanSilenceCamera)
+    if constexpr (gstreamerQt64) // see restartSilentRecording
         connect(&recordingStartCheck, &QTimer::timeout, this, &MainWindow::restartSilentRecording);
 }
 
