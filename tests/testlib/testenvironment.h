@@ -21,7 +21,9 @@ public:
             QDir().mkpath(homeDir.path() + relative);
             qputenv(name, QFile::encodeName(homeDir.path() + relative));
         }
-        QFile::setPermissions(homeDir.path() + "/runtime", QFile::Permissions(0x7000)); // u=rwx
+        QFile::setPermissions(homeDir.path() + "/runtime",
+                              QFileDevice::ReadOwner | QFileDevice::WriteOwner
+                                  | QFileDevice::ExeOwner);
         if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
             qputenv("QT_QPA_PLATFORM", "offscreen");
         // Qt 6.4 ships an experimental FFmpeg back end beside GStreamer; the tests answer the
