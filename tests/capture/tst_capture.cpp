@@ -65,8 +65,7 @@ private slots:
 
     void snapshotIsTheOrientedFrame()
     {
-        MainWindow window;
-        MainWindowTestAccess access(window);
+        MainWindowTestAccess access;
         QTRY_VERIFY_WITH_TIMEOUT(access.frameReceived(), 8000);
         // The colour bars stand still: the frame now is the frame at the snapshot. Turned
         // clockwise, then mirrored.
@@ -92,8 +91,7 @@ private slots:
 
     void refusals()
     {
-        MainWindow window;
-        MainWindowTestAccess access(window);
+        MainWindowTestAccess access;
         // The camera is created 500 ms after the window: no camera and no frame yet.
         QVERIFY(!access.camera());
         access.takeSnapshot();
@@ -207,8 +205,7 @@ private slots:
     // links the encoder in) begins again with the camera restarted, in a file of its own.
     void silentRecordingStartsAgain()
     {
-        MainWindow window;
-        MainWindowTestAccess access(window);
+        MainWindowTestAccess access;
         QTRY_VERIFY_WITH_TIMEOUT(access.frameReceived(), 8000);
         access.deviceCombo()->setCurrentIndex(access.deviceCombo()->findText(silentCamera.name));
         QTRY_VERIFY_WITH_TIMEOUT(access.frameReceived(), 8000);
