@@ -1,4 +1,5 @@
 #include "app/mainwindow.h"
+#include "session/multimediabackend.h"
 
 #include <QCamera>
 #include <QDateTime>
@@ -20,11 +21,6 @@ namespace {
 constexpr int finishRecordingTimeoutMs = 10000;
 // Several frame intervals of the slowest camera worth recording.
 constexpr int recordingStartCheckMs = 1500;
-#if defined(Q_OS_LINUX) && QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
-constexpr bool gstreamerQt64 = true; // Qt 6.4's GStreamer back end, with its recording quirks
-#else
-constexpr bool gstreamerQt64 = false;
-#endif
 
 bool isRecording(const QMediaRecorder &recorder)
 {

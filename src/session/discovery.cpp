@@ -1,6 +1,7 @@
 #include "app/mainwindow.h"
 
 #include "app/settingskeys.h"
+#include "session/multimediabackend.h"
 
 #include <QCamera>
 #include <QComboBox>
@@ -18,7 +19,7 @@ namespace {
 QList<QCameraDevice> listedCameras()
 {
     const QList<QCameraDevice> devices = QMediaDevices::videoInputs();
-#if defined(Q_OS_LINUX) && QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
+#if TARVELO_GSTREAMER_QT64
     // Qt 6.4's GStreamer back end lists a V4L2 camera twice (its own probe and the monitor's
     // announcement) and keeps the older entry after the camera is unplugged, where it never
     // delivers a frame again. Of entries that look alike, only the newest is live.

@@ -1,4 +1,5 @@
 #include "session/retiredsession.h"
+#include "session/multimediabackend.h"
 
 #include <QCamera>
 #include <QCoreApplication>
@@ -12,8 +13,8 @@
 #include <utility>
 
 namespace {
-#if QT_VERSION < QT_VERSION_CHECK(6, 5, 0)
-// Qt 6.4 with GStreamer: several frame intervals of a slow camera, and well inside the 500 ms
+#if TARVELO_GSTREAMER_QT64
+// Several frame intervals of a slow camera, and well inside the 500 ms
 // before a camera is opened again, so a V4L2 device is free by then.
 constexpr int settleMs = 300;
 // Tearing a camera down can still deadlock here behind the stand-in sink (a renegotiation waits
