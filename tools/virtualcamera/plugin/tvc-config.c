@@ -64,8 +64,18 @@ static gboolean parse_format(TvcCameraConfig *config, const gchar *token, GError
         g_set_error(error, TVC_CONFIG_ERROR, 1, "format '%s' has a non-positive number", token);
         return FALSE;
     }
-    if (gst_video_format_from_string(pixel) == GST_VIDEO_FORMAT_UNKNOWN) {
-        g_set_error(error, TVC_CONFIG_ERROR, 1, "'%s' is not a raw video format", pixel);
+    gboolean jpeg = g_str_equal(pixel, TVC_MJPEG);
+    if (!jpeg && gst_video_format_from_string(pixel) == GST_VIDEO_FORMAT_UNKNOWN) {
+        g_set_error(error, TVC_CONFIG_ERROR, 1, "'%s' is not a raw video format nor " TVC_MJPEG,
+                    pixel);
+        return FALSE;
+    }
+    /* One source chain per camera: it either encodes every frame or none. */
+    if (config->formats->len > 0
+        && jpeg
+            != g_str_equal(g_array_index(config->formats, TvcFormat, 0).pixel_format, TVC_MJPEG)) {
+        g_set_error(error, TVC_CONFIG_ERROR, 1,
+                    "a camera offers " TVC_MJPEG " or raw formats, not both");
         return FALSE;
     }
     add_format(config, width, height, fps, pixel);
@@ -205,12 +215,13 @@ GstCaps *tvc_camera_config_caps(const TvcCameraConfig *config)
     /* Appended, not merged: Qt turns each structure into one QCameraFormat. */
     for (guint i = 0; i < config->formats->len; ++i) {
         const TvcFormat *f = &g_array_index(config->formats, TvcFormat, i);
-        gst_caps_append_structure(
-            caps,
-            gst_structure_new("video/x-raw", "format", G_TYPE_STRING, f->pixel_format, "width",
-                              G_TYPE_INT, f->width, "height", G_TYPE_INT, f->height, "framerate",
-                              GST_TYPE_FRACTION, f->fps, 1, "pixel-aspect-ratio", GST_TYPE_FRACTION,
-                              1, 1, NULL));
+        GstStructure *s = g_str_equal(f->pixel_format, TVC_MJPEG)
+            ? gst_structure_new_empty("image/jpeg")
+            : gst_structure_new("video/x-raw", "format", G_TYPE_STRING, f->pixel_format, NULL);
+        gst_structure_set(s, "width", G_TYPE_INT, f->width, "height", G_TYPE_INT, f->height,
+                          "framerate", GST_TYPE_FRACTION, f->fps, 1, "pixel-aspect-ratio",
+                          GST_TYPE_FRACTION, 1, 1, NULL);
+        gst_caps_append_structure(caps, s);
     }
     return caps;
 }

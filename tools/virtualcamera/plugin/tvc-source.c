@@ -9,6 +9,7 @@ struct _TvcSource
 
     GstElement *picture;
     GstElement *filter;
+    GstElement *encoder; /* jpegenc between picture and filter for an MJPG camera */
     GstPad *picture_pad;
 
     GMutex lock; /* guards the fields below */
@@ -30,8 +31,8 @@ enum {
     PROP_STOP_AFTER
 };
 
-static GstStaticPadTemplate src_template =
-    GST_STATIC_PAD_TEMPLATE("src", GST_PAD_SRC, GST_PAD_ALWAYS, GST_STATIC_CAPS("video/x-raw"));
+static GstStaticPadTemplate src_template = GST_STATIC_PAD_TEMPLATE(
+    "src", GST_PAD_SRC, GST_PAD_ALWAYS, GST_STATIC_CAPS("video/x-raw; image/jpeg"));
 
 G_DEFINE_TYPE(TvcSource, tvc_source, GST_TYPE_BIN)
 
@@ -99,6 +100,18 @@ void tvc_source_unplug(TvcSource *self)
     g_free(name);
 }
 
+/* Encodes the test picture, so the camera streams JPEG frames as a UVC camera's MJPEG mode does. */
+static void add_encoder(TvcSource *self)
+{
+    if (self->encoder)
+        return;
+    self->encoder = gst_element_factory_make("jpegenc", "encoder");
+    g_assert(self->encoder);
+    gst_element_unlink(self->picture, self->filter);
+    gst_bin_add(GST_BIN(self), self->encoder);
+    gst_element_link_many(self->picture, self->encoder, self->filter, NULL);
+}
+
 static GstStateChangeReturn tvc_source_change_state(GstElement *element, GstStateChange transition)
 {
     TvcSource *self = TVC_SOURCE(element);
@@ -140,9 +153,14 @@ static void tvc_source_set_property(GObject *object, guint id, const GValue *val
     TvcSource *self = TVC_SOURCE(object);
 
     switch (id) {
-    case PROP_CAPS:
+    case PROP_CAPS: {
+        const GstCaps *caps = gst_value_get_caps(value);
+        if (caps && !gst_caps_is_empty(caps) && !gst_caps_is_any(caps)
+            && gst_structure_has_name(gst_caps_get_structure(caps, 0), "image/jpeg"))
+            add_encoder(self);
         g_object_set_property(G_OBJECT(self->filter), "caps", value);
         break;
+    }
     case PROP_DELIVERS_FRAMES:
         g_mutex_lock(&self->lock);
         self->delivers_frames = g_value_get_boolean(value);
