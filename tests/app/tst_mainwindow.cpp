@@ -1,4 +1,3 @@
-#include "app/settingskeys.h"
 #include "mainwindowtestaccess.h"
 #include "testmain.h"
 #include "videopreviewwidgettestaccess.h"
@@ -86,18 +85,6 @@ private slots:
             else
                 QTest::keyClick(&window, Qt::Key_Escape);
             QCOMPARE(shown(), expected);
-        }
-    }
-
-    // Any case of true or false, or a number (a registry DWORD), non-zero being true.
-    void readFlag()
-    {
-        const QList<std::pair<QVariant, bool>> flags = {
-            {"TRUE", true}, {"false", false}, {1, true}, {0, false}, {-2, true}};
-        for (const auto &[stored, expected] : flags) {
-            QSettings().setValue(SettingsKeys::mirrored(), stored);
-            QCOMPARE(std::pair(stored, ::readFlag(QSettings(), SettingsKeys::mirrored())),
-                     std::pair(stored, expected));
         }
     }
 
