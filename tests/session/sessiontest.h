@@ -21,7 +21,7 @@ inline bool waitForPreview(const MainWindowTestAccess &access, int timeoutMs = s
                            timeoutMs);
 }
 
-// Virtual cameras in and out, each call returning once Qt's own device list has caught up.
+// Virtual cameras in and out, each returning once Qt's own device list has caught up.
 inline bool listed(qsizetype count)
 {
     return QTest::qWaitFor([count] { return QMediaDevices::videoInputs().size() == count; });
@@ -36,7 +36,6 @@ inline bool unplug(const QString &name)
     const qsizetype count = QMediaDevices::videoInputs().size() - 1;
     return VirtualCamera::unplug(name) && listed(count);
 }
-// All of them, so that no test sees another's.
 inline bool unplugAll()
 {
     for (const QCameraDevice &camera : QMediaDevices::videoInputs())
@@ -44,9 +43,9 @@ inline bool unplugAll()
     return listed(0);
 }
 
-inline void choose(const MainWindowTestAccess &access, const QString &name)
+inline void choose(QComboBox *combo, const QString &text)
 {
-    access.deviceCombo()->setCurrentIndex(access.deviceCombo()->findText(name));
+    combo->setCurrentIndex(combo->findText(text));
 }
 
 // Camera choice, format choice, start button and snapshot button: '+' enabled, '-' not.
@@ -59,33 +58,30 @@ inline QString enabledInputs(const MainWindowTestAccess &access)
     return marks;
 }
 
-// The texts of the connection badge and of the status line, in order, repeats folded. The window
-// re-polishes the badge on each change and this style sees every polish, so a text replaced
-// within the same event is caught; the status line is also polled. The window must outlive it.
+// The texts the badge and the status line showed, in order, repeats folded. The window re-polishes
+// the badge on each change and this style sees every polish, so a text replaced within one event
+// is caught; the status line is polled. The window must outlive it.
 class History : public QProxyStyle
 {
 public:
     explicit History(const MainWindowTestAccess &access)
         : QProxyStyle(QStyleFactory::create(QStringLiteral("Fusion")))
-        , badgeLabel(access.connectionBadge())
-        , statusLabel(access.statusCard())
+        , labels {access.connectionBadge(), access.statusCard()}
     {
         record();
-        badgeLabel->setStyle(this);
+        labels[0]->setStyle(this);
         startTimer(10);
     }
-    ~History() override { badgeLabel->setStyle(nullptr); }
+    ~History() override { labels[0]->setStyle(nullptr); }
     void polish(QWidget *widget) override
     {
-        if (widget == badgeLabel)
+        if (widget == labels[0])
             record();
         QProxyStyle::polish(widget);
     }
     using QProxyStyle::polish;
 
-    QStringList badge, status;
-
-    // The texts that are among `wanted`, in the order they were shown, repeats folded.
+    // Of what was shown, the texts among `wanted`, repeats folded.
     static QStringList only(const QStringList &texts, const QStringList &wanted)
     {
         QStringList result;
@@ -95,16 +91,17 @@ public:
         return result;
     }
 
+    QStringList badge, status;
+
 private:
     void timerEvent(QTimerEvent *) override { record(); }
     void record()
     {
-        for (auto [label, texts] : {std::pair(badgeLabel, &badge), std::pair(statusLabel, &status)})
+        for (auto [label, texts] : {std::pair(labels[0], &badge), std::pair(labels[1], &status)})
             if (texts->isEmpty() || texts->constLast() != label->text())
                 *texts << label->text();
     }
-
-    QLabel *badgeLabel, *statusLabel;
+    QLabel *labels[2];
 };
 
 inline bool framesFlow(const MainWindowTestAccess &access)

@@ -7,8 +7,7 @@ namespace {
 // Stands in for QCameraFormat, which Qt gives no public way to build.
 struct Format
 {
-    int width;
-    int height;
+    int width, height;
     float fps;
     QSize resolution() const { return {width, height}; }
     float maxFrameRate() const { return fps; }
