@@ -126,8 +126,6 @@ private:
     // Restarted by every frame; runs out when a stream falls silent after it delivered.
     QTimer stallTimer;
     quint64 stallGeneration = 0;
-    // Qt 6.4 hands a dead stream's last frame to the sink again; see handleVideoFrame.
-    qint64 lastFrameStart = -1;
     // Runs out when a recording has had no frame since it started; see restartSilentRecording.
     QTimer recordingStartCheck;
     // Renewed for every camera, see retireCamera.

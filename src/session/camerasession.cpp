@@ -3,7 +3,6 @@
 #include "controls/nativecameracontrols.h"
 #include "preview/videopreviewwidget.h"
 #include "session/formats.h"
-#include "session/multimediabackend.h"
 #include "session/retiredsession.h"
 
 #include <QCamera>
@@ -13,8 +12,6 @@
 #include <QPushButton>
 #include <QTimer>
 #include <QVideoFrame>
-
-#include <utility>
 
 void MainWindow::prepareDevice(const QCameraDevice &device)
 {
@@ -67,7 +64,6 @@ void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
     snapshotButton->setEnabled(true);
     recordButton->setEnabled(true);
     frameReceived = false;
-    lastFrameStart = -1;
     setConnectionBadge(tr("●  正在启动"), BadgeState::Waiting);
     statusCard->setText(useCompatibleFormat
                             ? tr("正在使用兼容格式重试：%1").arg(device.description())
@@ -190,11 +186,6 @@ void MainWindow::handleVideoFrame(const QVideoFrame &frame)
     // previous format can still be queued after a format change: neither means a working preview.
     if (!frame.isValid() || !camera || !camera->isActive()
         || !isOfFormat(frame, camera->cameraFormat()))
-        return;
-    // Qt 6.4 hands the sink a dead stream's last frame again and again: only a new picture shows
-    // that the stream lives.
-    if (gstreamerQt64 && frame.startTime() >= 0
-        && std::exchange(lastFrameStart, frame.startTime()) == frame.startTime())
         return;
     stallTimer.start();
     stallGeneration = sessionGeneration;
