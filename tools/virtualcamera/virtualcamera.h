@@ -14,7 +14,7 @@ struct Format
     int width = 0;
     int height = 0;
     int fps = 0;
-    QByteArray pixelFormat; // GStreamer raw format name: "YUY2", "NV12", ...
+    QByteArray pixelFormat; // GStreamer raw format name ("YUY2", "NV12", ...) or "MJPG"
 };
 
 struct Camera

@@ -10,6 +10,7 @@ struct _TvcSource
     GstElement *picture;
     GstElement *filter;
     GstPad *picture_pad;
+    gboolean compresses;
 
     GMutex lock; /* guards the fields below */
     gchar *camera_name;
@@ -30,8 +31,8 @@ enum {
     PROP_STOP_AFTER
 };
 
-static GstStaticPadTemplate src_template =
-    GST_STATIC_PAD_TEMPLATE("src", GST_PAD_SRC, GST_PAD_ALWAYS, GST_STATIC_CAPS("video/x-raw"));
+static GstStaticPadTemplate src_template = GST_STATIC_PAD_TEMPLATE(
+    "src", GST_PAD_SRC, GST_PAD_ALWAYS, GST_STATIC_CAPS("video/x-raw; image/jpeg"));
 
 G_DEFINE_TYPE(TvcSource, tvc_source, GST_TYPE_BIN)
 
@@ -99,6 +100,25 @@ void tvc_source_unplug(TvcSource *self)
     g_free(name);
 }
 
+/* A JPEG camera encodes the picture before the format filter; set once, before streaming. */
+static void compress_if_jpeg(TvcSource *self, const GstCaps *caps)
+{
+    if (!caps || gst_caps_is_empty(caps)
+        || !gst_structure_has_name(gst_caps_get_structure(caps, 0), "image/jpeg")
+        || self->compresses)
+        return;
+    self->compresses = TRUE;
+    GstElement *sampling = gst_element_factory_make("capsfilter", NULL);
+    GstCaps *yuv422 = gst_caps_from_string("video/x-raw, format=(string)Y42B");
+    g_object_set(sampling, "caps", yuv422, NULL);
+    gst_caps_unref(yuv422);
+    GstElement *jpeg = gst_element_factory_make("jpegenc", NULL);
+    g_assert(jpeg);
+    gst_element_unlink(self->picture, self->filter);
+    gst_bin_add_many(GST_BIN(self), sampling, jpeg, NULL);
+    gst_element_link_many(self->picture, sampling, jpeg, self->filter, NULL);
+}
+
 static GstStateChangeReturn tvc_source_change_state(GstElement *element, GstStateChange transition)
 {
     TvcSource *self = TVC_SOURCE(element);
@@ -142,6 +162,7 @@ static void tvc_source_set_property(GObject *object, guint id, const GValue *val
     switch (id) {
     case PROP_CAPS:
         g_object_set_property(G_OBJECT(self->filter), "caps", value);
+        compress_if_jpeg(self, gst_value_get_caps(value));
         break;
     case PROP_DELIVERS_FRAMES:
         g_mutex_lock(&self->lock);
