@@ -6,7 +6,8 @@
 
 // Virtual USB cameras for tests, served to Qt Multimedia's GStreamer back end by the
 // plugin in virtualcamera/. Each camera streams live SMPTE colour bars: white at the top
-// left, blue at the top right, dark blue at the bottom left.
+// left, blue at the top right, dark blue at the bottom left. A camera whose formats are "MJPG"
+// sends them JPEG-compressed (image/jpeg); it offers no raw formats then.
 namespace VirtualCamera {
 
 struct Format
@@ -14,7 +15,7 @@ struct Format
     int width = 0;
     int height = 0;
     int fps = 0;
-    QByteArray pixelFormat; // GStreamer raw format name ("YUY2", "NV12", ...) or "MJPG"
+    QByteArray pixelFormat; // GStreamer raw format name ("YUY2", "NV12", ...) or "MJPG" for JPEG
 };
 
 struct Camera

@@ -9,8 +9,8 @@
  *           | "formats=" format { "," format }
  *   format  = WIDTH "x" HEIGHT "@" FPS "/" PIXELFORMAT     (e.g. 1280x720@30/NV12)
  *
- * PIXELFORMAT is a GStreamer raw video format name (YUY2, NV12, I420, ...) or "MJPG": 4:2:2
- * JPEG pictures, as UVC cameras send them. A camera offers either MJPG or raw formats.
+ * PIXELFORMAT is a GStreamer raw video format name (YUY2, NV12, I420, ...), or MJPG for
+ * JPEG-compressed frames (image/jpeg); a camera offers either MJPG or raw formats.
  * Without "formats=" a camera offers the standard set. "slow-start=" makes starting the
  * camera take MS milliseconds more, after its stream is already running. "stops-after=" makes
  * each start deliver FRAMES frames and then none, as a camera that hangs mid-stream does. */

@@ -9,8 +9,8 @@ struct _TvcSource
 
     GstElement *picture;
     GstElement *filter;
+    GstElement *encoder; /* jpegenc between picture and filter for an MJPG camera */
     GstPad *picture_pad;
-    gboolean compresses;
 
     GMutex lock; /* guards the fields below */
     gchar *camera_name;
@@ -100,23 +100,16 @@ void tvc_source_unplug(TvcSource *self)
     g_free(name);
 }
 
-/* A JPEG camera encodes the picture before the format filter; set once, before streaming. */
-static void compress_if_jpeg(TvcSource *self, const GstCaps *caps)
+/* Encodes the test picture, so the camera streams JPEG frames as a UVC camera's MJPEG mode does. */
+static void add_encoder(TvcSource *self)
 {
-    if (!caps || gst_caps_is_empty(caps)
-        || !gst_structure_has_name(gst_caps_get_structure(caps, 0), "image/jpeg")
-        || self->compresses)
+    if (self->encoder)
         return;
-    self->compresses = TRUE;
-    GstElement *sampling = gst_element_factory_make("capsfilter", NULL);
-    GstCaps *yuv422 = gst_caps_from_string("video/x-raw, format=(string)Y42B");
-    g_object_set(sampling, "caps", yuv422, NULL);
-    gst_caps_unref(yuv422);
-    GstElement *jpeg = gst_element_factory_make("jpegenc", NULL);
-    g_assert(jpeg);
+    self->encoder = gst_element_factory_make("jpegenc", "encoder");
+    g_assert(self->encoder);
     gst_element_unlink(self->picture, self->filter);
-    gst_bin_add_many(GST_BIN(self), sampling, jpeg, NULL);
-    gst_element_link_many(self->picture, sampling, jpeg, self->filter, NULL);
+    gst_bin_add(GST_BIN(self), self->encoder);
+    gst_element_link_many(self->picture, self->encoder, self->filter, NULL);
 }
 
 static GstStateChangeReturn tvc_source_change_state(GstElement *element, GstStateChange transition)
@@ -160,10 +153,14 @@ static void tvc_source_set_property(GObject *object, guint id, const GValue *val
     TvcSource *self = TVC_SOURCE(object);
 
     switch (id) {
-    case PROP_CAPS:
+    case PROP_CAPS: {
+        const GstCaps *caps = gst_value_get_caps(value);
+        if (caps && !gst_caps_is_empty(caps) && !gst_caps_is_any(caps)
+            && gst_structure_has_name(gst_caps_get_structure(caps, 0), "image/jpeg"))
+            add_encoder(self);
         g_object_set_property(G_OBJECT(self->filter), "caps", value);
-        compress_if_jpeg(self, gst_value_get_caps(value));
         break;
+    }
     case PROP_DELIVERS_FRAMES:
         g_mutex_lock(&self->lock);
         self->delivers_frames = g_value_get_boolean(value);
