@@ -29,6 +29,7 @@ class QVBoxLayout;
 class QVideoFrame;
 class NativeCameraControls;
 struct NativeControl;
+struct ExposureAndZoom;
 class VideoPreviewWidget;
 
 class MainWindow : public QMainWindow
@@ -89,8 +90,10 @@ private:
 
     // controls/
     void rebuildHardwareControls();
+    void lockHardwareControls();
     QWidget *createControlRow(const NativeControl &control);
     void refreshExposureAndZoom();
+    void showExposureAndZoom(const ExposureAndZoom &reported);
     void applyExposureCompensation(int sliderValue);
     void applyZoom(int sliderValue);
     QString presetGroupKey() const;

@@ -151,7 +151,8 @@ QFrame *MainWindow::buildHeader(QWidget *parent, UiHandles &ui)
     ui.languageCombo = new QComboBox(ui.headerBar);
     ui.languageCombo->setToolTip(tr("选择界面语言（重启后生效）"));
     ui.languageCombo->setAccessibleName(ui.languageCombo->toolTip());
-    ui.languageCombo->setMaximumWidth(140);
+    // Wide enough for the longest item of whichever language is shown ("System Default").
+    ui.languageCombo->setSizeAdjustPolicy(QComboBox::AdjustToContents);
     Language::fillSelector(ui.languageCombo);
     headerLayout->addWidget(ui.languageCombo);
 

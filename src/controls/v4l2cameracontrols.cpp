@@ -267,7 +267,8 @@ bool V4l2CameraControls::readControl(quint32 id, qint32 *value)
     return true;
 }
 
-// On success *value holds what the driver applied: V4L2 rounds to the step.
+// On success *value holds what the driver has now: V4L2 rounds to the step, and the value read
+// back is the one the row and a saved preset must show.
 bool V4l2CameraControls::writeControl(quint32 id, qint32 *value)
 {
     v4l2_control control {};
@@ -276,6 +277,7 @@ bool V4l2CameraControls::writeControl(quint32 id, qint32 *value)
     if (request(VIDIOC_S_CTRL, &control) != 0)
         return false;
     *value = control.value;
+    readControl(id, value);
     return true;
 }
 

@@ -1,10 +1,12 @@
-// The hardware controls panel and the presets, over a recording NativeCameraControls.
+// The hardware controls panel, the presets and the Qt-level exposure and zoom sliders, over a
+// recording NativeCameraControls.
 #include "mainwindowtestaccess.h"
 #include "panelrows.h"
 #include "testmain.h"
 
 #include <QSettings>
 
+#include <cmath>
 #include <functional>
 
 namespace {
@@ -16,13 +18,15 @@ NativeControl control(int id, bool supportsAutomatic = false, bool automatic = f
     return c;
 }
 
-// Logs every call and refuses those in `refused` ("value 0 5") or all of a kind ("value 0").
+// Logs every call and refuses those in `refused` ("value 0 5") or all of a kind ("value 0"). A
+// value taken is rounded down to `rounding`, as a driver may.
 class RecordingControls final : public NativeCameraControls
 {
 public:
     QList<NativeControl> list;
     QString error;
     QStringList calls, refused;
+    int rounding = 1;
 
     bool open(const QString &) override { return !list.isEmpty(); }
     QList<NativeControl> controls() const override { return list; }
@@ -30,7 +34,7 @@ public:
     bool setValue(int id, int value) override
     {
         NativeControl *c = call(QStringLiteral("value %1 %2").arg(id).arg(value), id);
-        return c && (c->value = value, c->automatic = false, true);
+        return c && (c->value = value / rounding * rounding, c->automatic = false, true);
     }
     bool setAutomatic(int id, bool automatic) override
     {
@@ -48,7 +52,18 @@ private:
         return c != list.end() ? &*c : nullptr;
     }
 };
+
+// "shown 100..400 at 250, 2.5×": the group, the slider's range and value when enabled, the label.
+QString sliderLine(QSlider *slider, QLabel *label)
+{
+    QString line = slider->parentWidget()->isHidden() ? "hidden" : "shown";
+    if (slider->isEnabled())
+        line += QString::asprintf(" %d..%d at %d", slider->minimum(), slider->maximum(),
+                                  slider->value());
+    return line + ", " + label->text();
+}
 } // namespace
+Q_DECLARE_METATYPE(ExposureAndZoom)
 
 class TestControlsPanel : public QObject
 {
@@ -66,11 +81,12 @@ private slots:
         all[WhiteBalance] = control(WhiteBalance, true, true);
         all[Gain].automatic = true; // automatic although the device claims no such mode
         all[Brightness].value = 60; // the tool tip gives the initial value
+        all[Contrast].value = 120; // outside its own range: shown as the camera has it
         show(all);
         QCOMPARE(
             describe(access.colorExposureLayout()) + describe(access.lensControlsLayout()),
             QStringList({"已识别 12 项可调参数，仅显示当前摄像头支持的项目。", "亮度 60",
-                         "对比度 50", "色相 50 [auto off]", "饱和度 50", "锐度 50", "Gamma 50",
+                         "对比度 120", "色相 50 [auto off]", "饱和度 50", "锐度 50", "Gamma 50",
                          "白平衡 50 [auto on] locked hint", "背光补偿 50", "增益 50 locked hint",
                          "曝光 50", "仅显示此摄像头支持的镜头参数。", "变焦 50", "对焦 50"}));
         QVERIFY(access.presetButtonsRow()->isEnabled() && access.zoomGroup()->isHidden());
@@ -78,17 +94,20 @@ private slots:
                  QStringLiteral("范围：0 ～ 100，初始值：50"));
         QVERIFY(controls->calls.isEmpty()); // building sends nothing
 
-        // Without controls: the backend's reason, no presets, the Qt-level zoom back.
+        // Without controls: the backend's reason and no presets.
         show({}, QStringLiteral("Cam"), QStringLiteral("未找到与“Cam”匹配的 DirectShow 设备"));
         QCOMPARE(
             describe(access.colorExposureLayout()) + describe(access.lensControlsLayout()),
             QStringList({"未找到与“Cam”匹配的 DirectShow 设备", "仅显示此摄像头支持的镜头参数。"}));
-        QVERIFY(!access.presetButtonsRow()->isEnabled() && !access.zoomGroup()->isHidden());
+        QVERIFY(!access.presetButtonsRow()->isEnabled());
     }
 
+    // Values go along the step, and the row shows what the camera took.
     void edits()
     {
-        show({control(Saturation, true)});
+        NativeControl saturation = control(Saturation, true);
+        saturation.step = 5;
+        show({saturation});
         QWidget *row = this->row(Saturation);
         auto *slider = row->findChild<QSlider *>();
         auto *spinBox = row->findChild<QSpinBox *>();
@@ -98,31 +117,43 @@ private slots:
             edit();
             return describe(access.colorExposureLayout()).constLast() + " / " + access.status();
         };
-        QCOMPARE(after("", [&] { spinBox->setValue(70); }), "饱和度 70 [auto off] / ");
         QCOMPARE(after("",
                        [&] {
                            slider->setSliderDown(true);
-                           for (int position : {52, 55, 55, 61})
+                           for (int position : {52, 55, 56, 61})
                                slider->setSliderPosition(position);
                            slider->setSliderDown(false);
                        }),
-                 "饱和度 61 [auto off] / ");
+                 "饱和度 60 [auto off] / ");
+        controls->rounding = 10;
+        QCOMPARE(after("", [&] { spinBox->setValue(73); }), "饱和度 70 [auto off] / ");
         QCOMPARE(after("value 3", [&] { spinBox->setValue(80); }),
-                 "饱和度 80|61 [auto off] / 饱和度设置失败，摄像头未接受该数值");
+                 "饱和度 70 [auto off] / 饱和度设置失败，摄像头未接受该数值");
         QCOMPARE(after("auto 3", [&] { row->findChild<QCheckBox *>()->click(); }),
-                 "饱和度 80|61 [auto off] / 饱和度的自动模式切换失败");
+                 "饱和度 70 [auto off] / 饱和度的自动模式切换失败");
         QCOMPARE(after("", [&] { row->findChild<QCheckBox *>()->click(); }),
-                 "饱和度 80|61 [auto on] locked hint / ");
+                 "饱和度 70 [auto on] locked hint / ");
         QCOMPARE(controls->calls,
-                 QStringList({"value 3 70", "value 3 52", "value 3 55", "value 3 61", "value 3 80",
-                              "auto 3 1", "auto 3 1"}));
+                 QStringList({"value 3 55", "value 3 60", "value 3 75", "value 3 80", "auto 3 1",
+                              "auto 3 1"}));
+    }
+
+    // While a camera is being left nothing reaches it, and nothing is stored under its name.
+    void lockedWhileLeaving()
+    {
+        show({control(Brightness), control(Focus, true)});
+        access.handleDeviceChange();
+        access.deviceChangeTimer().stop();
+        QCOMPARE(describe(access.colorExposureLayout()).constLast()
+                     + describe(access.lensControlsLayout()).constLast(),
+                 "亮度 50 locked对焦 50 [auto off] locked");
+        click(QStringLiteral("保存参数"));
+        click(QStringLiteral("应用参数"));
+        QVERIFY(QSettings().allKeys().isEmpty() && controls->calls.isEmpty());
     }
 
     void apply()
     {
-        const QString otherPreset = QStringLiteral("cameraPresets/T3RoZXI/0/value");
-        QSettings settings;
-        settings.setValue(otherPreset, 3);
         show({control(Brightness), control(Hue, true), control(Saturation, true), control(Gain),
               control(Exposure, true)});
         click(QStringLiteral("应用参数"));
@@ -135,6 +166,7 @@ private slots:
             {"2/automatic", true}, {"3/value", 11},        {"3/automatic", true},
             {"8/value", "abc"},    {"8/automatic", "yes"}, {"10/value", qint64(1) << 32 | 5},
             {"11/value", 1}};
+        QSettings settings;
         for (auto it = stored.cbegin(); it != stored.cend(); ++it)
             settings.setValue(access.presetGroupKey() + '/' + it.key(), it.value());
         controls->refused = QStringList({"value 3", "auto 3"});
@@ -143,7 +175,7 @@ private slots:
                  QStringList({"value 0 7", "value 2 9", "auto 2 1", "value 3 11", "auto 3 1",
                               "value 8 0", "value 10 5"}));
         QCOMPARE(access.status(), QStringLiteral("部分参数未应用：饱和度（成功 4 项）"));
-        QCOMPARE(settings.value(otherPreset).toInt(), 3);
+        QCOMPARE(describe(access.colorExposureLayout()).at(1), "亮度 7"); // rebuilt
     }
 
     void saveAndRestore()
@@ -180,6 +212,34 @@ private slots:
         QCOMPARE(access.status(), QStringLiteral("恢复成功：已恢复 2 项初始设置"));
     }
 
+    void exposureAndZoom_data()
+    {
+        QTest::addColumn<ExposureAndZoom>("reported");
+        QTest::addColumn<bool>("nativeZoom");
+        QTest::addColumn<QString>("shown"); // exposure compensation; zoom
+        const float infinity = INFINITY;
+        QTest::newRow("nothing offered") << ExposureAndZoom {} << false << "hidden, --; hidden, --";
+        QTest::newRow("half away from zero")
+            << ExposureAndZoom {true, -0.125f, 1.0f, 4.0f, 2.5f} << false
+            << "shown -400..400 at -13, -0.1; shown 100..400 at 250, 2.5×";
+        QTest::newRow("infinite zoom") << ExposureAndZoom {false, 0, 1.0f, infinity, 1.0f} << false
+                                       << "hidden, --; hidden, --";
+        QTest::newRow("the camera's own zoom row instead")
+            << ExposureAndZoom {false, 0, 1.0f, 2.0f, 1.0f} << true
+            << "hidden, --; hidden 100..200 at 100, 1.0×";
+    }
+
+    void exposureAndZoom()
+    {
+        QFETCH(ExposureAndZoom, reported);
+        QFETCH(bool, nativeZoom);
+        show(nativeZoom ? QList {control(Zoom)} : QList<NativeControl> {});
+        access.showExposureAndZoom(reported);
+        QTEST(sliderLine(access.exposureCompSlider(), access.exposureCompValueLabel()) + "; "
+                  + sliderLine(access.zoomSlider(), access.zoomValueLabel()),
+              "shown");
+    }
+
 private:
     void show(const QList<NativeControl> &list, const QString &description = QStringLiteral("Cam"),
               const QString &error = {})
@@ -204,6 +264,5 @@ private:
     MainWindowTestAccess access; // one window for every case
     RecordingControls *controls = nullptr;
 };
-
 TARVELO_TEST_MAIN(TestControlsPanel)
 #include "tst_controlspanel.moc"
