@@ -163,4 +163,5 @@ private:
     // One thread: snapshots are written in the order they were taken.
     QThreadPool snapshotWriter;
     int snapshotsInProgress = 0; // the one being written and at most one waiting
+    QString lastSnapshotStatus; // what the last finished snapshot wrote in the status line
 };

@@ -33,22 +33,25 @@ struct Plane
     int stride = 0;
 };
 
-struct I420
+// Planar YUV with chroma at half the width, and at half the height (4:2:0) or full (4:2:2).
+struct Planar
 {
     Plane y, u, v;
+    bool fullHeightChroma = false;
 };
 
-I420 planesIn(std::vector<uint8_t> &buffer, QSize size)
+Planar planesIn(std::vector<uint8_t> &buffer, QSize size, bool fullHeightChroma)
 {
     const int chromaWidth = (size.width() + 1) / 2;
-    const int chromaHeight = (size.height() + 1) / 2;
+    const int chromaHeight = fullHeightChroma ? size.height() : (size.height() + 1) / 2;
     const size_t lumaBytes = size_t(size.width()) * size.height();
     const size_t chromaBytes = size_t(chromaWidth) * chromaHeight;
     buffer.resize(lumaBytes + 2 * chromaBytes);
     uint8_t *y = buffer.data();
     return {{y, size.width()},
             {y + lumaBytes, chromaWidth},
-            {y + lumaBytes + chromaBytes, chromaWidth}};
+            {y + lumaBytes + chromaBytes, chromaWidth},
+            fullHeightChroma};
 }
 
 uint8_t *writable(const Plane &plane)
@@ -56,51 +59,55 @@ uint8_t *writable(const Plane &plane)
     return const_cast<uint8_t *>(plane.data);
 }
 
-// The frame's picture as I420 planes at its own size: its own planes where it has them, a
-// conversion into buffer otherwise. False for layouts that are not 4:2:0 or 4:2:2 YUV.
-bool toI420(const QVideoFrame &frame, std::vector<uint8_t> &buffer, I420 &out)
+// The frame's picture as planes at its own size: its own planes where it has them, a conversion
+// into buffer otherwise (4:2:2 stays 4:2:2). False for layouts that are not 4:2:0 or 4:2:2 YUV.
+bool toPlanar(const QVideoFrame &frame, std::vector<uint8_t> &buffer, Planar &out)
 {
-    const int w = frame.width();
-    const int h = frame.height();
     auto plane = [&frame](int i) {
         return Plane {frame.bits(i), frame.bytesPerLine(i)};
     };
-    switch (frame.pixelFormat()) {
+    const Format::PixelFormat format = frame.pixelFormat();
+    switch (format) {
     case Format::Format_YUV420P:
-        out = {plane(0), plane(1), plane(2)};
+        out = {plane(0), plane(1), plane(2), false};
         return true;
     case Format::Format_YV12:
-        out = {plane(0), plane(2), plane(1)};
+        out = {plane(0), plane(2), plane(1), false};
+        return true;
+    case Format::Format_YUV422P:
+        out = {plane(0), plane(1), plane(2), true};
         return true;
     default:
         break;
     }
-    out = planesIn(buffer, frame.size());
+    const bool packed = format == Format::Format_YUYV || format == Format::Format_UYVY;
+    out = planesIn(buffer, frame.size(), packed);
     uint8_t *y = writable(out.y), *u = writable(out.u), *v = writable(out.v);
-    const int ys = out.y.stride, cs = out.u.stride;
-    switch (frame.pixelFormat()) {
+    const int ys = out.y.stride, cs = out.u.stride, w = frame.width(), h = frame.height();
+    switch (format) {
     case Format::Format_YUYV:
-        return libyuv::YUY2ToI420(frame.bits(0), frame.bytesPerLine(0), y, ys, u, cs, v, cs, w, h)
-            == 0;
+        return !libyuv::YUY2ToI422(frame.bits(0), frame.bytesPerLine(0), y, ys, u, cs, v, cs, w, h);
     case Format::Format_UYVY:
-        return libyuv::UYVYToI420(frame.bits(0), frame.bytesPerLine(0), y, ys, u, cs, v, cs, w, h)
-            == 0;
+        return !libyuv::UYVYToI422(frame.bits(0), frame.bytesPerLine(0), y, ys, u, cs, v, cs, w, h);
     case Format::Format_NV12:
     case Format::Format_NV21: {
-        const bool swap = frame.pixelFormat() == Format::Format_NV21;
-        return libyuv::NV12ToI420(frame.bits(0), frame.bytesPerLine(0), frame.bits(1),
-                                  frame.bytesPerLine(1), y, ys, swap ? v : u, cs, swap ? u : v, cs,
-                                  w, h)
-            == 0;
+        const bool swap = format == Format::Format_NV21;
+        return !libyuv::NV12ToI420(frame.bits(0), frame.bytesPerLine(0), frame.bits(1),
+                                   frame.bytesPerLine(1), y, ys, swap ? v : u, cs, swap ? u : v, cs,
+                                   w, h);
     }
-    case Format::Format_YUV422P:
-        return libyuv::I422ToI420(frame.bits(0), frame.bytesPerLine(0), frame.bits(1),
-                                  frame.bytesPerLine(1), frame.bits(2), frame.bytesPerLine(2), y,
-                                  ys, u, cs, v, cs, w, h)
-            == 0;
     default:
         return false;
     }
+}
+
+bool scale(const Planar &from, QSize fromSize, const Planar &to, QSize toSize)
+{
+    auto scaler = from.fullHeightChroma ? libyuv::I422Scale : libyuv::I420Scale;
+    return !scaler(from.y.data, from.y.stride, from.u.data, from.u.stride, from.v.data,
+                   from.v.stride, fromSize.width(), fromSize.height(), writable(to.y), to.y.stride,
+                   writable(to.u), to.u.stride, writable(to.v), to.v.stride, toSize.width(),
+                   toSize.height(), libyuv::kFilterBox);
 }
 
 // 32-bit layouts as libyuv's converters to its ARGB order (bytes B, G, R, A), which is RGB32.
@@ -155,23 +162,26 @@ bool convertMapped(const QVideoFrame &frame, QSize size, QImage &image,
             == 0;
     }
 
-    I420 source;
-    if (!toI420(frame, planar, source))
+    const Format::PixelFormat format = frame.pixelFormat();
+    const libyuv::YuvConstants *matrix = yuvMatrix(frame.surfaceFormat());
+    if (sameSize && (format == Format::Format_NV12 || format == Format::Format_NV21)) {
+        auto toArgb =
+            format == Format::Format_NV12 ? libyuv::NV12ToARGBMatrix : libyuv::NV21ToARGBMatrix;
+        return !toArgb(frame.bits(0), frame.bytesPerLine(0), frame.bits(1), frame.bytesPerLine(1),
+                       out, outStride, matrix, w, h);
+    }
+    Planar source;
+    if (!toPlanar(frame, planar, source))
         return false;
     if (!sameSize) {
-        const I420 target = planesIn(scaled, size);
-        if (libyuv::I420Scale(source.y.data, source.y.stride, source.u.data, source.u.stride,
-                              source.v.data, source.v.stride, frame.width(), frame.height(),
-                              writable(target.y), target.y.stride, writable(target.u),
-                              target.u.stride, writable(target.v), target.v.stride, w, h,
-                              libyuv::kFilterBox))
+        const Planar target = planesIn(scaled, size, source.fullHeightChroma);
+        if (!scale(source, frame.size(), target, size))
             return false;
         source = target;
     }
-    return libyuv::I420ToARGBMatrix(source.y.data, source.y.stride, source.u.data, source.u.stride,
-                                    source.v.data, source.v.stride, out, outStride,
-                                    yuvMatrix(frame.surfaceFormat()), w, h)
-        == 0;
+    auto toArgb = source.fullHeightChroma ? libyuv::I422ToARGBMatrix : libyuv::I420ToARGBMatrix;
+    return !toArgb(source.y.data, source.y.stride, source.u.data, source.u.stride, source.v.data,
+                   source.v.stride, out, outStride, matrix, w, h);
 }
 
 bool supported(Format::PixelFormat format)
@@ -220,7 +230,7 @@ bool FrameConverter::convert(const QVideoFrame &frame, QSize size, QImage &image
     return done;
 }
 
-QImage OrientedFrame::image() const
+QImage orientedImage(const QVideoFrame &frame, bool mirrored, bool flippedVertically, int rotation)
 {
     QImage upright;
     if (!FrameConverter().convert(frame, frame.size(), upright))
@@ -242,6 +252,8 @@ QImage OrientedFrame::image() const
     else if (flippedVertically)
         turn = -rotation;
     turn = ((turn % 360) + 360) % 360;
+    if (!flip && turn == 0)
+        return upright;
 
     const QSize size = turn % 180 ? upright.size().transposed() : upright.size();
     QImage result(size, QImage::Format_RGB32);

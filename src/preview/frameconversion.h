@@ -22,15 +22,6 @@ private:
     std::vector<uint8_t> scaled;
 };
 
-// A frame with the preview's orientation, to be turned into an image on any thread: rotated
-// clockwise, then mirrored and flipped in the rotated picture's own axes.
-struct OrientedFrame
-{
-    QVideoFrame frame;
-    bool mirrored = false;
-    bool flippedVertically = false;
-    int rotation = 0; // degrees, 0, 90, 180 or 270
-
-    // Full resolution; null when there is no usable frame.
-    QImage image() const;
-};
+// The frame at full resolution turned clockwise by rotation degrees, then mirrored and flipped in
+// the turned picture's own axes; null when the frame cannot be read.
+QImage orientedImage(const QVideoFrame &frame, bool mirrored, bool flippedVertically, int rotation);

@@ -1,5 +1,6 @@
 #include "videopreviewwidget.h"
 
+#include "frameconversion.h"
 #include "previewitem.h"
 
 #include <QGraphicsScene>
@@ -55,12 +56,7 @@ void VideoPreviewWidget::clearFrame()
 
 QImage VideoPreviewWidget::currentFrameImage() const
 {
-    return orientedFrame().image();
-}
-
-OrientedFrame VideoPreviewWidget::orientedFrame() const
-{
-    return {latestFrame, mirrored, flippedVertically, rotation};
+    return orientedImage(latestFrame, mirrored, flippedVertically, rotation);
 }
 
 void VideoPreviewWidget::setMirrored(bool value)

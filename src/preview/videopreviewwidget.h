@@ -1,7 +1,5 @@
 #pragma once
 
-#include "frameconversion.h"
-
 #include <QImage>
 #include <QVideoFrame>
 #include <QWidget>
@@ -24,8 +22,6 @@ public:
     void clearFrame();
     // The latest frame with the orientation applied; null when there is no usable frame.
     QImage currentFrameImage() const;
-    // The same, to be converted later or on another thread.
-    OrientedFrame orientedFrame() const;
 
     void setMirrored(bool mirrored);
     void setFlippedVertically(bool flipped);
