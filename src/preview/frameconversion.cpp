@@ -60,8 +60,10 @@ uint8_t *writable(const Plane &plane)
 }
 
 // The frame's picture as planes at its own size: its own planes where it has them, a conversion
-// into buffer otherwise (4:2:2 stays 4:2:2). False for layouts that are not 4:2:0 or 4:2:2 YUV.
-bool toPlanar(const QVideoFrame &frame, std::vector<uint8_t> &buffer, Planar &out)
+// into buffer otherwise. 4:2:2 stays 4:2:2 when keep422 is set (a full-size picture), and
+// becomes 4:2:0 otherwise (a picture to be shrunk, where it is cheaper to scale). False for
+// layouts that are not 4:2:0 or 4:2:2 YUV.
+bool toPlanar(const QVideoFrame &frame, bool keep422, std::vector<uint8_t> &buffer, Planar &out)
 {
     auto plane = [&frame](int i) {
         return Plane {frame.bits(i), frame.bytesPerLine(i)};
@@ -75,39 +77,58 @@ bool toPlanar(const QVideoFrame &frame, std::vector<uint8_t> &buffer, Planar &ou
         out = {plane(0), plane(2), plane(1), false};
         return true;
     case Format::Format_YUV422P:
+        if (!keep422)
+            break;
         out = {plane(0), plane(1), plane(2), true};
         return true;
     default:
         break;
     }
     const bool packed = format == Format::Format_YUYV || format == Format::Format_UYVY;
-    out = planesIn(buffer, frame.size(), packed);
+    out = planesIn(buffer, frame.size(), packed && keep422);
     uint8_t *y = writable(out.y), *u = writable(out.u), *v = writable(out.v);
     const int ys = out.y.stride, cs = out.u.stride, w = frame.width(), h = frame.height();
+    const uint8_t *in = frame.bits(0);
+    const int inStride = frame.bytesPerLine(0);
     switch (format) {
     case Format::Format_YUYV:
-        return !libyuv::YUY2ToI422(frame.bits(0), frame.bytesPerLine(0), y, ys, u, cs, v, cs, w, h);
+        return !(keep422 ? libyuv::YUY2ToI422 : libyuv::YUY2ToI420)(in, inStride, y, ys, u, cs, v,
+                                                                    cs, w, h);
     case Format::Format_UYVY:
-        return !libyuv::UYVYToI422(frame.bits(0), frame.bytesPerLine(0), y, ys, u, cs, v, cs, w, h);
+        return !(keep422 ? libyuv::UYVYToI422 : libyuv::UYVYToI420)(in, inStride, y, ys, u, cs, v,
+                                                                    cs, w, h);
+    case Format::Format_YUV422P:
+        return !libyuv::I422ToI420(in, inStride, frame.bits(1), frame.bytesPerLine(1),
+                                   frame.bits(2), frame.bytesPerLine(2), y, ys, u, cs, v, cs, w, h);
     case Format::Format_NV12:
     case Format::Format_NV21: {
         const bool swap = format == Format::Format_NV21;
-        return !libyuv::NV12ToI420(frame.bits(0), frame.bytesPerLine(0), frame.bits(1),
-                                   frame.bytesPerLine(1), y, ys, swap ? v : u, cs, swap ? u : v, cs,
-                                   w, h);
+        return !libyuv::NV12ToI420(in, inStride, frame.bits(1), frame.bytesPerLine(1), y, ys,
+                                   swap ? v : u, cs, swap ? u : v, cs, w, h);
     }
     default:
         return false;
     }
 }
 
-bool scale(const Planar &from, QSize fromSize, const Planar &to, QSize toSize)
+// 4:2:0 planes scaled to size: halved with a box filter (cheap, and free of aliasing) while that
+// stays at or above the size, then one bilinear step, which costs several times a halving at
+// other ratios.
+Planar shrink(Planar picture, QSize from, QSize size, std::vector<uint8_t> (&buffers)[2])
 {
-    auto scaler = from.fullHeightChroma ? libyuv::I422Scale : libyuv::I420Scale;
-    return !scaler(from.y.data, from.y.stride, from.u.data, from.u.stride, from.v.data,
-                   from.v.stride, fromSize.width(), fromSize.height(), writable(to.y), to.y.stride,
-                   writable(to.u), to.u.stride, writable(to.v), to.v.stride, toSize.width(),
-                   toSize.height(), libyuv::kFilterBox);
+    for (int step = 0; from != size; ++step) {
+        const bool halve = from.width() >= 2 * size.width() && from.height() >= 2 * size.height();
+        const QSize to = halve ? QSize((from.width() + 1) / 2, (from.height() + 1) / 2) : size;
+        const Planar next = planesIn(buffers[step % 2], to, false);
+        libyuv::I420Scale(picture.y.data, picture.y.stride, picture.u.data, picture.u.stride,
+                          picture.v.data, picture.v.stride, from.width(), from.height(),
+                          writable(next.y), next.y.stride, writable(next.u), next.u.stride,
+                          writable(next.v), next.v.stride, to.width(), to.height(),
+                          halve ? libyuv::kFilterBox : libyuv::kFilterBilinear);
+        picture = next;
+        from = to;
+    }
+    return picture;
 }
 
 // 32-bit layouts as libyuv's converters to its ARGB order (bytes B, G, R, A), which is RGB32.
@@ -136,7 +157,7 @@ ToArgb argbConverter(Format::PixelFormat format)
 }
 
 bool convertMapped(const QVideoFrame &frame, QSize size, QImage &image,
-                   std::vector<uint8_t> &planar, std::vector<uint8_t> &scaled)
+                   std::vector<uint8_t> &planar, std::vector<uint8_t> (&scaled)[2])
 {
     uint8_t *out = image.bits();
     const int outStride = int(image.bytesPerLine());
@@ -151,11 +172,11 @@ bool convertMapped(const QVideoFrame &frame, QSize size, QImage &image,
         int argbStride = frame.bytesPerLine(0);
         if (toArgb != libyuv::ARGBCopy) {
             argbStride = frame.width() * 4;
-            scaled.resize(size_t(argbStride) * frame.height());
-            if (toArgb(argb, frame.bytesPerLine(0), scaled.data(), argbStride, frame.width(),
+            scaled[0].resize(size_t(argbStride) * frame.height());
+            if (toArgb(argb, frame.bytesPerLine(0), scaled[0].data(), argbStride, frame.width(),
                        frame.height()))
                 return false;
-            argb = scaled.data();
+            argb = scaled[0].data();
         }
         return libyuv::ARGBScale(argb, argbStride, frame.width(), frame.height(), out, outStride, w,
                                  h, libyuv::kFilterBox)
@@ -171,14 +192,10 @@ bool convertMapped(const QVideoFrame &frame, QSize size, QImage &image,
                        out, outStride, matrix, w, h);
     }
     Planar source;
-    if (!toPlanar(frame, planar, source))
+    if (!toPlanar(frame, sameSize, planar, source))
         return false;
-    if (!sameSize) {
-        const Planar target = planesIn(scaled, size, source.fullHeightChroma);
-        if (!scale(source, frame.size(), target, size))
-            return false;
-        source = target;
-    }
+    if (!sameSize)
+        source = shrink(source, frame.size(), size, scaled);
     auto toArgb = source.fullHeightChroma ? libyuv::I422ToARGBMatrix : libyuv::I420ToARGBMatrix;
     return !toArgb(source.y.data, source.y.stride, source.u.data, source.u.stride, source.v.data,
                    source.v.stride, out, outStride, matrix, w, h);

@@ -16,10 +16,10 @@ public:
     bool convert(const QVideoFrame &frame, QSize size, QImage &image);
 
 private:
-    // Planes of the frame at its own size, as I420, when the camera sends another layout.
+    // Planes of the frame at its own size, when the camera sends another layout.
     std::vector<uint8_t> planar;
-    // The I420 picture scaled to the target size, or a 32-bit frame in libyuv's ARGB order.
-    std::vector<uint8_t> scaled;
+    // The planes on their way to the target size, or a 32-bit frame in libyuv's ARGB order.
+    std::vector<uint8_t> scaled[2];
 };
 
 // The frame at full resolution turned clockwise by rotation degrees, then mirrored and flipped in
