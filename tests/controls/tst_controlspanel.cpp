@@ -12,9 +12,16 @@
 namespace {
 NativeControl control(int id, bool supportsAutomatic = false, bool automatic = false)
 {
-    NativeControl c {id, QString::fromUtf8(findControlDescriptor(id)->name), 0, 100, 1, 50, 50};
+    NativeControl c;
+    c.id = id;
+    c.name = QString::fromUtf8(findControlDescriptor(id)->name);
+    c.maximum = 100;
+    c.initialValue = c.value = 50;
+    c.defaultValue = 40;
     c.supportsAutomatic = supportsAutomatic;
     c.automatic = c.initialAutomatic = automatic;
+    if (id == PowerLineFrequency)
+        c.choices = {PowerLineOff, PowerLine50Hz, PowerLine60Hz}, c.value = PowerLine50Hz;
     return c;
 }
 
@@ -77,18 +84,22 @@ private slots:
         QList<NativeControl> all;
         for (const ControlDescriptor &descriptor : controlDescriptors)
             all.append(control(descriptor.id));
-        all[Hue].supportsAutomatic = true; // offered, but manual now
-        all[WhiteBalance] = control(WhiteBalance, true, true);
-        all[Gain].automatic = true; // automatic although the device claims no such mode
-        all[Brightness].value = 60; // the tool tip gives the initial value
-        all[Contrast].value = 120; // outside its own range: shown as the camera has it
+        const auto at = [&](int id) {
+            return &*std::find_if(all.begin(), all.end(), [id](auto &c) { return c.id == id; });
+        };
+        at(Hue)->supportsAutomatic = true; // offered, but manual now
+        *at(WhiteBalance) = control(WhiteBalance, true, true);
+        at(Gain)->automatic = true; // automatic although the device claims no such mode
+        at(Brightness)->value = 60; // the tool tip gives the initial value
+        at(Contrast)->value = 120; // outside its own range: shown as the camera has it
         show(all);
-        QCOMPARE(
-            describe(access.colorExposureLayout()) + describe(access.lensControlsLayout()),
-            QStringList({"已识别 12 项可调参数，仅显示当前摄像头支持的项目。", "亮度 60",
-                         "对比度 120", "色相 50 [auto off]", "饱和度 50", "锐度 50", "Gamma 50",
-                         "白平衡 50 [auto on] locked hint", "背光补偿 50", "增益 50 locked hint",
-                         "曝光 50", "仅显示此摄像头支持的镜头参数。", "变焦 50", "对焦 50"}));
+        QCOMPARE(describe(access.colorExposureLayout()) + describe(access.lensControlsLayout()),
+                 QStringList({"已识别 17 项可调参数，仅显示当前摄像头支持的项目。", "亮度 60",
+                              "对比度 120", "色相 50 [auto off]", "饱和度 50", "锐度 50",
+                              "Gamma 50", "白平衡 50 [auto on] locked hint", "背光补偿 50",
+                              "防闪烁 50 Hz", "增益 50 locked hint", "曝光 50",
+                              "仅显示此摄像头支持的镜头参数。", "变焦 50", "对焦 50", "水平转动 50",
+                              "垂直转动 50", "旋转 50", "光圈 50"}));
         QVERIFY(access.presetButtonsRow()->isEnabled() && access.zoomGroup()->isHidden());
         QCOMPARE(row(Brightness)->findChild<QSpinBox *>()->toolTip(),
                  QStringLiteral("范围：0 ～ 100，初始值：50"));
@@ -107,7 +118,7 @@ private slots:
     {
         NativeControl saturation = control(Saturation, true);
         saturation.step = 5;
-        show({saturation});
+        show({saturation, control(PowerLineFrequency)});
         QWidget *row = this->row(Saturation);
         auto *slider = row->findChild<QSlider *>();
         auto *spinBox = row->findChild<QSpinBox *>();
@@ -115,7 +126,8 @@ private slots:
             controls->refused = QStringList(QString::fromLatin1(refused));
             access.statusCard()->clear();
             edit();
-            return describe(access.colorExposureLayout()).constLast() + " / " + access.status();
+            return describe(access.colorExposureLayout()).mid(1).join(", ") + " / "
+                + access.status();
         };
         QCOMPARE(after("",
                        [&] {
@@ -124,18 +136,25 @@ private slots:
                                slider->setSliderPosition(position);
                            slider->setSliderDown(false);
                        }),
-                 "饱和度 60 [auto off] / ");
+                 "饱和度 60 [auto off], 防闪烁 50 Hz / ");
         controls->rounding = 10;
-        QCOMPARE(after("", [&] { spinBox->setValue(73); }), "饱和度 70 [auto off] / ");
+        QCOMPARE(after("", [&] { spinBox->setValue(73); }),
+                 "饱和度 70 [auto off], 防闪烁 50 Hz / ");
         QCOMPARE(after("value 3", [&] { spinBox->setValue(80); }),
-                 "饱和度 70 [auto off] / 饱和度设置失败，摄像头未接受该数值");
+                 "饱和度 70 [auto off], 防闪烁 50 Hz / 饱和度设置失败，摄像头未接受该数值");
         QCOMPARE(after("auto 3", [&] { row->findChild<QCheckBox *>()->click(); }),
-                 "饱和度 70 [auto off] / 饱和度的自动模式切换失败");
+                 "饱和度 70 [auto off], 防闪烁 50 Hz / 饱和度的自动模式切换失败");
         QCOMPARE(after("", [&] { row->findChild<QCheckBox *>()->click(); }),
-                 "饱和度 70 [auto on] locked hint / ");
+                 "饱和度 70 [auto on] locked hint, 防闪烁 50 Hz / ");
+        auto *selector = this->row(PowerLineFrequency)->findChild<QComboBox *>();
+        QCOMPARE(
+            after("value 16", [&] { selector->setCurrentIndex(2); }),
+            "饱和度 70 [auto on] locked hint, 防闪烁 50 Hz / 防闪烁设置失败，摄像头未接受该数值");
+        QCOMPARE(after("", [&] { selector->setCurrentIndex(0); }),
+                 "饱和度 70 [auto on] locked hint, 防闪烁 关闭 / ");
         QCOMPARE(controls->calls,
                  QStringList({"value 3 55", "value 3 60", "value 3 75", "value 3 80", "auto 3 1",
-                              "auto 3 1"}));
+                              "auto 3 1", "value 16 2", "value 16 0"}));
     }
 
     // While a camera is being left nothing reaches it, and nothing is stored under its name.
@@ -154,8 +173,9 @@ private slots:
 
     void apply()
     {
+        // A preset saved before anti-flicker existed leaves it alone.
         show({control(Brightness), control(Hue, true), control(Saturation, true), control(Gain),
-              control(Exposure, true)});
+              control(Exposure, true), control(PowerLineFrequency)});
         click(QStringLiteral("应用参数"));
         QCOMPARE(access.status(), QStringLiteral("当前摄像头还没有已保存的设置"));
 
@@ -183,15 +203,12 @@ private slots:
         show({}, QStringLiteral("Webcam >>>"));
         QCOMPARE(access.presetGroupKey(),
                  QStringLiteral("cameraPresets/V2ViY2FtID4-Pg")); // URL-safe
-        const QString description = QStringLiteral("摄像头");
-        show({control(Brightness), control(Hue, true), control(Focus, true, true)}, description);
-        QCOMPARE(access.presetGroupKey(), QStringLiteral("cameraPresets/5pGE5YOP5aS0"));
+        show({control(Brightness), control(Hue, true), control(Focus, true, true)});
         controls->setValue(Brightness, 60);
         click(QStringLiteral("保存参数"));
         controls->list.removeLast(); // a control no longer listed is not kept from the last save
         click(QStringLiteral("保存参数"));
-        QCOMPARE(access.status(),
-                 QStringLiteral("保存成功：已保存“%1”的 2 项参数").arg(description));
+        QCOMPARE(access.status(), QStringLiteral("保存成功：已保存“Cam”的 2 项参数"));
         QSettings settings;
         settings.beginGroup(access.presetGroupKey());
         QStringList stored;
@@ -200,7 +217,7 @@ private slots:
         stored.sort();
         QCOMPARE(stored,
                  QStringList({"0/automatic=false", "0/value=60", "2/automatic=false", "2/value=50",
-                              "deviceName=" + description}));
+                              "deviceName=Cam"}));
 
         controls->calls.clear();
         controls->refused = QStringList({"value 0", "auto 2"});
@@ -210,6 +227,24 @@ private slots:
         controls->refused.clear();
         click(QStringLiteral("恢复初始设置"));
         QCOMPARE(access.status(), QStringLiteral("恢复成功：已恢复 2 项初始设置"));
+    }
+
+    // Each control to the camera's own default, automatic where the camera starts so.
+    void cameraDefaults()
+    {
+        show({control(Brightness), control(Hue, true), control(Focus, true)});
+        controls->list[2].defaultAutomatic = true;
+        controls->refused = QStringList({"value 2", "auto 11"});
+        click(QStringLiteral("恢复出厂默认"));
+        QCOMPARE(controls->calls,
+                 QStringList({"value 0 40", "value 2 40", "value 11 40", "auto 11 1"}));
+        QCOMPARE(access.status(),
+                 QStringLiteral("出厂默认未全部设置：成功 2 项，被拒绝 2 项（色相、对焦）"));
+        controls->refused.clear();
+        click(QStringLiteral("恢复出厂默认"));
+        QCOMPARE(access.status(), QStringLiteral("已恢复出厂默认：3 项参数"));
+        QCOMPARE(describe(access.lensControlsLayout()).constLast(),
+                 "对焦 40 [auto on] locked hint");
     }
 
     void exposureAndZoom_data()
