@@ -164,4 +164,5 @@ private:
     bool recordingRestarted = false;
     // One thread: snapshots are written in the order they were taken.
     QThreadPool snapshotWriter;
+    int snapshotsInProgress = 0; // the one being written and at most one waiting
 };

@@ -1,13 +1,15 @@
 #pragma once
 
+#include "frameconversion.h"
+
 #include <QImage>
 #include <QVideoFrame>
 #include <QWidget>
 
 class QGraphicsScene;
-class QGraphicsVideoItem;
 class QGraphicsView;
 class QVideoSink;
+class PreviewItem;
 
 // Shows the live picture, keeps the latest frame and applies the user's mirror, flip and rotation.
 class VideoPreviewWidget : public QWidget
@@ -22,6 +24,8 @@ public:
     void clearFrame();
     // The latest frame with the orientation applied; null when there is no usable frame.
     QImage currentFrameImage() const;
+    // The same, to be converted later or on another thread.
+    OrientedFrame orientedFrame() const;
 
     void setMirrored(bool mirrored);
     void setFlippedVertically(bool flipped);
@@ -39,9 +43,11 @@ private:
 
     QGraphicsScene *scene = nullptr;
     QGraphicsView *view = nullptr;
-    QGraphicsVideoItem *videoItem = nullptr;
+    PreviewItem *videoItem = nullptr;
     QVideoFrame latestFrame;
     bool mirrored = false;
     bool flippedVertically = false;
     int rotation = 0;
+    // What the view was last fitted to; null after clearFrame, so the next frame refits.
+    QRectF fittedRect;
 };
