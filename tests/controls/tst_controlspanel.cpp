@@ -82,7 +82,7 @@ private slots:
             all.append(control(descriptor.id, descriptor.id == Hue)); // hue: offered, manual now
         all[6] = control(WhiteBalance, true, true);
         all[9].automatic = true; // gain: automatic although the device claims no such mode
-        all[0].value = 60; // brightness: the tool tip gives the initial value
+        all[0].value = 60; // brightness, not at its initial value
         all[1].value = 120; // contrast, outside its own range: shown as the camera has it
         show(all);
         QCOMPARE(describe(access.colorExposureLayout()) + describe(access.lensControlsLayout()),
@@ -93,8 +93,6 @@ private slots:
                               "仅显示此摄像头支持的镜头参数。", "变焦 50", "对焦 50", "水平转动 50",
                               "垂直转动 50", "旋转 50", "光圈 50"}));
         QVERIFY(access.presetButtonsRow()->isEnabled() && access.zoomGroup()->isHidden());
-        QCOMPARE(row(Brightness)->findChild<QSpinBox *>()->toolTip(),
-                 QStringLiteral("范围：0 ～ 100，初始值：50"));
         QVERIFY(controls->calls.isEmpty()); // building sends nothing
     }
 
@@ -121,13 +119,11 @@ private slots:
                  "饱和度 70 [auto off], 防闪烁 50 Hz / ");
         QCOMPARE(after("value 3", [&] { spinBox->setValue(80); }),
                  "饱和度 70 [auto off], 防闪烁 50 Hz / 饱和度设置失败，摄像头未接受该数值");
-        QCOMPARE(after("value 16", [&] { selector->setCurrentIndex(2); }),
-                 "饱和度 70 [auto off], 防闪烁 50 Hz / 防闪烁设置失败，摄像头未接受该数值");
         QCOMPARE(after("", [&] { automatic->click(), selector->setCurrentIndex(0); }),
                  "饱和度 70 [auto on] locked hint, 防闪烁 关闭 / ");
         QCOMPARE(controls->calls.join(", "),
                  "value 3 60, value 3 75, value 3 80, "
-                 "value 16 2, auto 3 1, value 16 0");
+                 "auto 3 1, value 16 0");
     }
 
     // The preset row: what each button sends, the status line, the rebuilt panel's first row and
@@ -139,35 +135,24 @@ private slots:
         QTest::addColumn<bool>("leaving");
         QTest::addColumn<QString>("refused");
         QTest::addColumn<QString>("outcome");
-        const QString sent = "value 0 7, value 2 9, auto 2 1, value 3 11, auto 3 1, value 8 5";
-        const QString stored = " / 亮度 7 / 9 keys, 0/value 7";
+        QTest::newRow("no preset") << "应用参数" << false << ""
+                                   << " / 当前摄像头还没有已保存的设置 / 亮度 50";
         QTest::newRow("apply") << "应用参数" << false << "value 3, auto 3"
-                               << sent + " / 部分参数未应用：饱和度（成功 3 项）" + stored;
-        const QString leaving =
-            " / 检测到摄像头变化，正在重新连接… / 亮度 50 locked / 9 keys, 0/value 7";
-        QTest::newRow("no preset")
-            << "应用参数" << false << ""
-            << " / 当前摄像头还没有已保存的设置 / 亮度 50 / 0 keys, 0/value 0";
+                               << "value 0 7, value 2 9, auto 2 1, value 3 11, auto 3 1, value 8 5 "
+                                  "/ 部分参数未应用：饱和度（成功 3 项） / 亮度 7";
+        const QString leaving = " / 检测到摄像头变化，正在重新连接… / 亮度 50 locked";
         QTest::newRow("apply while leaving") << "应用参数" << true << "" << leaving;
-        QTest::newRow("save while leaving") << "保存参数" << true << "" << leaving;
+        QTest::newRow("save while leaving") << "保存参数" << true << "" << leaving + " / 9 keys, 7";
         // The key of an unlisted control (pan, 12) does not survive.
-        QTest::newRow("save")
-            << "保存参数" << false << ""
-            << " / 保存成功：已保存“Cam”的 6 项参数 / 亮度 50 / 13 keys, 0/value 50";
-        QTest::newRow("restore")
-            << "恢复初始设置" << false << "value 0, auto 2"
-            << "value 0 50, value 2 50, auto 2 0, value 3 50, auto 3 0, "
-               "value 8 50, value 11 50, auto 11 1, value 16 1 / "
-               "部分参数未恢复：亮度、色相（成功 5 项） / 亮度 50 / 9 keys, 0/value 7";
+        QTest::newRow("save") << "保存参数" << false << ""
+                              << " / 保存成功：已保存“Cam”的 6 项参数 / 亮度 50 / 13 keys, 50";
         const QString defaults = "value 0 40, value 2 40, value 3 40, value 8 40, value 11 40, "
-                                 "auto 11 1, value 16 1";
+                                 "auto 11 1, value 16 1 / ";
         QTest::newRow("defaults") << "恢复出厂默认" << false << "value 2, auto 11"
                                   << defaults
-                + " / 出厂默认未全部设置：成功 5 项，被拒绝 2 项（色相、对焦） / 亮度 40 / 9 keys, "
-                  "0/value 7";
+                + "出厂默认未全部设置：成功 5 项，被拒绝 2 项（色相、对焦） / 亮度 40";
         QTest::newRow("defaults set")
-            << "恢复出厂默认" << false << ""
-            << defaults + " / 已恢复出厂默认：6 项参数 / 亮度 40 / 9 keys, 0/value 7";
+            << "恢复出厂默认" << false << "" << defaults + "已恢复出厂默认：6 项参数 / 亮度 40";
     }
 
     void presetButtons()
@@ -194,9 +179,10 @@ private slots:
         click(button);
         QTEST(controls->calls.join(", ") + " / " + access.status() + " / "
                   + describe(access.colorExposureLayout()).at(1)
-                  + QString(" / %1 keys, 0/value %2")
-                        .arg(settings.allKeys().size())
-                        .arg(settings.value("0/value").toInt()),
+                  + (button == "保存参数" ? QString(" / %1 keys, %2")
+                                                .arg(settings.allKeys().size())
+                                                .arg(settings.value("0/value").toInt())
+                                          : ""),
               "outcome");
     }
 
