@@ -92,6 +92,7 @@ private:
     void rebuildHardwareControls();
     void lockHardwareControls();
     QWidget *createControlRow(const NativeControl &control);
+    QWidget *createChoiceRow(const NativeControl &control);
     void refreshExposureAndZoom();
     void showExposureAndZoom(const ExposureAndZoom &reported);
     void applyExposureCompensation(int sliderValue);
@@ -100,6 +101,7 @@ private:
     void saveControlPreset();
     void applyControlPreset();
     void restoreInitialControls();
+    void restoreCameraDefaults();
 
     // capture/
     static QString outputDirectory(QStandardPaths::StandardLocation location);

@@ -3,6 +3,7 @@
 #include "controls/nativecameracontrols.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QSignalBlocker>
@@ -20,6 +21,24 @@ QString displayName(const NativeControl &control)
     if (const ControlDescriptor *descriptor = findControlDescriptor(control.id))
         return MainWindow::tr(descriptor->name);
     return control.name;
+}
+
+// A selector's entry: the anti-flicker modes by name, anything else by its number.
+QString choiceText(int id, qint32 value)
+{
+    if (id == PowerLineFrequency) {
+        switch (value) {
+        case PowerLineOff:
+            return MainWindow::tr("关闭");
+        case PowerLine50Hz:
+            return QStringLiteral("50 Hz");
+        case PowerLine60Hz:
+            return QStringLiteral("60 Hz");
+        case PowerLineAuto:
+            return MainWindow::tr("自动");
+        }
+    }
+    return QString::number(value);
 }
 
 QLabel *createHint(const QString &text, QWidget *parent)
@@ -102,14 +121,49 @@ void MainWindow::rebuildHardwareControls()
         tr("已识别 %1 项可调参数，仅显示当前摄像头支持的项目。").arg(list.size()), this));
 
     for (const NativeControl &control : list) {
-        QVBoxLayout *target =
-            control.id == Zoom || control.id == Focus ? lensControlsLayout : colorExposureLayout;
+        const bool lens = control.id == Zoom || control.id == Focus || control.id == Pan
+            || control.id == Tilt || control.id == Roll || control.id == Iris;
+        QVBoxLayout *target = lens ? lensControlsLayout : colorExposureLayout;
         target->addWidget(createControlRow(control));
     }
 }
 
+QWidget *MainWindow::createChoiceRow(const NativeControl &control)
+{
+    const QString name = displayName(control);
+    auto *row = new QWidget(this);
+    auto *rowLayout = new QHBoxLayout(row);
+    rowLayout->setContentsMargins(0, 2, 0, 2);
+    auto *title = new QLabel(name, row);
+    auto *selector = new QComboBox(row);
+    title->setBuddy(selector);
+    QList<qint32> choices = control.choices;
+    // A mode the camera is in without listing it is shown as it is.
+    if (!choices.contains(control.value))
+        choices.append(control.value);
+    for (const qint32 value : std::as_const(choices))
+        selector->addItem(choiceText(control.id, value), value);
+    selector->setCurrentIndex(choices.indexOf(control.value));
+    rowLayout->addWidget(title);
+    rowLayout->addStretch();
+    rowLayout->addWidget(selector);
+
+    const int id = control.id;
+    connect(selector, &QComboBox::currentIndexChanged, this, [this, id, name, selector](int index) {
+        if (!nativeControls->setValue(id, selector->itemData(index).toInt()))
+            statusCard->setText(tr("%1设置失败，摄像头未接受该数值").arg(name));
+        if (const NativeControl *record = findControl(nativeControls->controls(), id)) {
+            const QSignalBlocker blocker(selector);
+            selector->setCurrentIndex(selector->findData(record->value));
+        }
+    });
+    return row;
+}
+
 QWidget *MainWindow::createControlRow(const NativeControl &control)
 {
+    if (!control.choices.isEmpty())
+        return createChoiceRow(control);
     const QString name = displayName(control);
 
     auto *row = new QWidget(this);
