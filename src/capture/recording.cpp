@@ -1,5 +1,8 @@
 #include "app/mainwindow.h"
 #include "session/multimediabackend.h"
+#if TARVELO_GSTREAMER_QT64
+#include "capture/recordingencoder.h"
+#endif
 
 #include <QCamera>
 #include <QDateTime>
@@ -27,16 +30,18 @@ bool isRecording(const QMediaRecorder &recorder)
     return recorder.recorderState() == QMediaRecorder::RecordingState;
 }
 
-// Qt 6.4's GStreamer back end defaults to VP9 in MP4: a 4:2:2 camera gives a stream the MP4 muxer
-// refuses, so nothing is recorded, and VP9 cannot keep up with 1080p30 on a small machine anyway.
-// H.264 in MP4 is what players expect of a ".mp4" file. Other back ends keep their defaults.
+// H.264 in MP4 is what every player expects of a ".mp4" file; left to themselves, Qt 6.4's
+// GStreamer back end picks VP9 and the FFmpeg back end HEVC. On Qt 6.4 our own encoder element
+// also makes it 4:2:0 at a fixed quality (see recordingencoder.cpp); Windows' Media Foundation
+// encoders take 4:2:0 frames only.
 void chooseRecordingFormat(QMediaRecorder &recorder)
 {
-    if constexpr (gstreamerQt64) {
-        QMediaFormat format(QMediaFormat::MPEG4);
-        format.setVideoCodec(QMediaFormat::VideoCodec::H264);
-        recorder.setMediaFormat(format);
-    }
+#if TARVELO_GSTREAMER_QT64
+    registerRecordingEncoder();
+#endif
+    QMediaFormat format(QMediaFormat::MPEG4);
+    format.setVideoCodec(QMediaFormat::VideoCodec::H264);
+    recorder.setMediaFormat(format);
 }
 } // namespace
 
