@@ -33,7 +33,6 @@ int withWindow(int argc, char *argv[], const QList<VirtualCamera::Camera> &camer
     }
     VirtualCamera::install(cameras);
     qInstallMessageHandler(discardMessage);
-    QApplication::setAttribute(Qt::AA_ForceRasterWidgets); // as the program does
     QApplication application(argc, argv);
     TestEnvironment::setApplicationIdentity();
     Theme::apply(application);

@@ -4,6 +4,7 @@
 //   tarvelo_bench            runs every figure (needs an X display, see bench/run.sh)
 //   tarvelo_bench --preview  only start-up, preview CPU, memory and pictures shown
 //   tarvelo_bench --snapshot W H   one window process: times ten snapshots of a W x H camera
+//   tarvelo_bench --frames W H     one window process: window-thread CPU time per camera frame
 //   tarvelo_bench --record S       one window process: records S seconds of 1080p30
 
 #include "app/mainwindow.h"
@@ -24,17 +25,20 @@
 #include <QTest>
 #include <QTextStream>
 #include <QTimer>
+#include <QVideoSink>
 
 #include <algorithm>
 #include <optional>
+
+#include <time.h>
 
 namespace {
 constexpr int startRuns = 10;
 constexpr int cpuWindowSeconds = 10;
 
-VirtualCamera::Camera benchCamera(int width, int height)
+VirtualCamera::Camera benchCamera(int width, int height, const QByteArray &format = "YUY2")
 {
-    return {QStringLiteral("Bench Camera"), true, true, {{width, height, 30, "YUY2"}}};
+    return {QStringLiteral("Bench Camera"), true, true, {{width, height, 30, format}}};
 }
 
 bool waitForPreview(MainWindowTestAccess &access)
@@ -66,6 +70,7 @@ int runSnapshots(int argc, char *argv[], int width, int height)
             if (!waitForPreview(access))
                 return 1;
             QList<double> times;
+            QList<double> clicks;
             qint64 stall = 0;
             for (int i = 0; i < 10; ++i) {
                 QTest::qWait(100);
@@ -75,6 +80,7 @@ int runSnapshots(int argc, char *argv[], int width, int height)
                 QElapsedTimer clock;
                 clock.start();
                 access.takeSnapshot();
+                clicks << double(clock.nsecsElapsed()) / 1e6;
                 (void)QTest::qWaitFor([&] { return !access.status().isEmpty(); }, 10000);
                 times << double(clock.nsecsElapsed()) / 1e6;
                 stall = std::max(stall, meter.longest);
@@ -82,8 +88,54 @@ int runSnapshots(int argc, char *argv[], int width, int height)
             QTextStream(stdout) << "  " << access.preview()->currentFrameImage().width() << "x"
                                 << access.preview()->currentFrameImage().height() << ": median "
                                 << QString::number(ProcessFigures::median(times), 'f', 0)
-                                << " ms to the saved message, "
-                                << "longest GUI-thread stall " << stall << " ms" << Qt::endl;
+                                << " ms to the saved message; the click holds the window thread "
+                                << QString::number(ProcessFigures::median(clicks), 'f', 1)
+                                << " ms (median), "
+                                << QString::number(
+                                       *std::max_element(clicks.cbegin(), clicks.cend()), 'f', 1)
+                                << " ms (longest); longest GUI-thread stall, preview included, "
+                                << stall << " ms" << Qt::endl;
+            return 0;
+        });
+}
+
+double threadCpuMs()
+{
+    timespec now {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return double(now.tv_sec) * 1e3 + double(now.tv_nsec) / 1e6;
+}
+
+// CPU time of the window's thread from one camera frame's arrival to the next: what each frame
+// costs it (taking the frame, converting and drawing it, and anything else it did meanwhile).
+int runFrameCosts(int argc, char *argv[], int width, int height)
+{
+    return withWindow(
+        argc, argv, {benchCamera(width, height)}, [](MainWindow &, MainWindowTestAccess &access) {
+            if (!waitForPreview(access))
+                return 1;
+            QTest::qWait(2000);
+            QList<double> costs;
+            double last = -1;
+            QObject context;
+            QObject::connect(access.preview()->videoSink(), &QVideoSink::videoFrameChanged,
+                             &context, [&] {
+                                 const double now = threadCpuMs();
+                                 if (last >= 0)
+                                     costs << now - last;
+                                 last = now;
+                             });
+            QTest::qWait(10000);
+            QObject::disconnect(access.preview()->videoSink(), nullptr, &context, nullptr);
+            if (costs.isEmpty())
+                return 1;
+            std::sort(costs.begin(), costs.end());
+            const double p99 = costs.at(std::min(costs.size() - 1, costs.size() * 99 / 100));
+            const QImage image = access.preview()->currentFrameImage();
+            QTextStream(stdout) << "  " << image.width() << "x" << image.height() << ": median "
+                                << QString::number(ProcessFigures::median(costs), 'f', 2)
+                                << " ms, 99th percentile " << QString::number(p99, 'f', 2)
+                                << " ms over " << costs.size() << " frames" << Qt::endl;
             return 0;
         });
 }
@@ -219,22 +271,31 @@ QString figure(double value, int decimals = 2)
 // The program on a camera of the given size: start-up, CPU, memory and pictures shown.
 struct ProgramRun
 {
-    double startMs = -1;
+    double windowMs = -1; // process start to the window on the screen
+    double startMs = -1; // process start to the first picture
     Steady steady;
     double residentMb = 0;
     double peakResidentMb = 0;
     int threads = 0;
 };
 
-ProgramRun runProgram(ScreenWatch &screen, int width, int height, bool steady)
+ProgramRun runProgram(ScreenWatch &screen, int width, int height, bool steady,
+                      const QByteArray &format = "YUY2")
 {
     ProgramRun result;
     screen.blank();
-    UserRun program(benchCamera(width, height));
+    UserRun program(benchCamera(width, height, format));
     QElapsedTimer clock;
     clock.start();
     if (!program.start())
         return result;
+    // The window is at least its minimum size, 720 x 480, when it first reaches the screen.
+    for (std::optional<ScreenWatch::Draw> draw; (draw = screen.next(15000));) {
+        if (draw->area.width() >= 720 && draw->area.height() >= 480) {
+            result.windowMs = double(clock.nsecsElapsed()) / 1e6;
+            break;
+        }
+    }
     const QRect picture = waitForPicture(screen, 15000);
     if (picture.isEmpty())
         return result;
@@ -248,18 +309,25 @@ ProgramRun runProgram(ScreenWatch &screen, int width, int height, bool steady)
     return result;
 }
 
-// The bare pipeline a preview amounts to: the same picture, converted and scaled to about the
+// The bare pipeline a preview amounts to: the same picture (JPEG-coded and decoded again for an
+// MJPG camera, as the virtual camera codes it in the program), converted and scaled to about the
 // size the window shows, drawn on the screen.
-Steady runBarePipeline(ScreenWatch &screen)
+Steady runBarePipeline(ScreenWatch &screen, int width, int height, bool mjpeg = false)
 {
     screen.blank();
     QProcess pipeline;
     pipeline.setStandardOutputFile(QProcess::nullDevice());
     pipeline.setStandardErrorFile(QProcess::nullDevice());
-    const QString elements = QStringLiteral(
-        "videotestsrc pattern=smpte is-live=true ! video/x-raw,format=YUY2,width=1920,height=1080,"
-        "framerate=30/1 ! videoconvert ! videoscale ! video/x-raw,width=960,height=540 ! "
-        "ximagesink");
+    const QString source =
+        QStringLiteral("videotestsrc pattern=smpte is-live=true ! video/x-raw,%1width=%2,height=%3,"
+                       "framerate=30/1 ! %4")
+            .arg(mjpeg ? QString() : QStringLiteral("format=YUY2,"))
+            .arg(width)
+            .arg(height)
+            .arg(mjpeg ? QStringLiteral("jpegenc ! jpegdec ! ") : QString());
+    const QString elements = source
+        + QStringLiteral("videoconvert ! videoscale ! video/x-raw,width=960,height=540 ! "
+                         "ximagesink");
     pipeline.start(QStandardPaths::findExecutable(QStringLiteral("gst-launch-1.0")),
                    elements.split(QLatin1Char(' ')));
     Steady result;
@@ -281,6 +349,25 @@ void printSteady(QTextStream &out, const QString &what, const ProgramRun &run)
         << figure(run.peakResidentMb, 0) << " MB), " << run.threads << " threads" << Qt::endl;
 }
 
+QString ratio(double program, double bare)
+{
+    return bare > 0 ? figure(program / bare) : QStringLiteral("n/a");
+}
+
+// The program and the bare pipeline on the same camera picture, one after the other.
+void compare(QTextStream &out, ScreenWatch &screen, int width, int height, const QByteArray &format)
+{
+    const QString what =
+        QStringLiteral("%1x%2@30 %3").arg(width).arg(height).arg(QString::fromLatin1(format));
+    const ProgramRun program = runProgram(screen, width, height, true, format);
+    const Steady bare = runBarePipeline(screen, width, height, format == "MJPG");
+    printSteady(out, QStringLiteral("tarvelo ") + what, program);
+    out << "  bare gst-launch, same picture to 960x540 on ximagesink: " << figure(bare.cpuSeconds)
+        << " CPU-s, " << figure(bare.framesPerSecond, 1) << " pictures per second" << Qt::endl;
+    out << "  ratio tarvelo / bare pipeline (CPU): "
+        << ratio(program.steady.cpuSeconds, bare.cpuSeconds) << Qt::endl;
+}
+
 int runAll(bool previewOnly)
 {
     QTextStream out(stdout);
@@ -291,36 +378,40 @@ int runAll(bool previewOnly)
             << Qt::endl;
         return 1;
     }
-    out << "the program as a user starts it (default settings, one virtual YUY2 camera), "
+    out << "the program as a user starts it (default settings, one virtual camera), "
            "watched on the X screen"
         << Qt::endl;
 
-    QList<double> startTimes;
+    QList<double> windowTimes;
+    QList<double> pictureTimes;
     for (int i = 0; i < startRuns; ++i) {
         const ProgramRun run = runProgram(screen, 1920, 1080, false);
-        if (run.startMs < 0) {
-            out << "run " << i + 1 << ": no picture on the screen" << Qt::endl;
+        if (run.startMs < 0 || run.windowMs < 0) {
+            out << "run " << i + 1 << ": no window or no picture on the screen" << Qt::endl;
             return 1;
         }
-        startTimes << run.startMs;
+        windowTimes << run.windowMs;
+        pictureTimes << run.startMs - run.windowMs - 500;
     }
-    out << "start to first picture on the screen, 1920x1080@30, " << startRuns
-        << " runs:" << Qt::endl;
-    out << "  median " << figure(ProcessFigures::median(startTimes), 0) << " ms (min "
-        << figure(*std::min_element(startTimes.cbegin(), startTimes.cend()), 0) << ", max "
-        << figure(*std::max_element(startTimes.cbegin(), startTimes.cend()), 0)
-        << "; includes the 500 ms start delay)" << Qt::endl;
+    auto spread = [](QList<double> values) {
+        std::sort(values.begin(), values.end());
+        return QStringLiteral("median %1 ms (min %2, max %3)")
+            .arg(figure(ProcessFigures::median(values), 0), figure(values.first(), 0),
+                 figure(values.last(), 0));
+    };
+    out << "start, 1920x1080@30 YUY2, " << startRuns << " runs:" << Qt::endl;
+    out << "  process start to the window on the screen: " << spread(windowTimes) << Qt::endl;
+    out << "  the window to the first picture, less the designed 500 ms start delay (armed just "
+           "before the window is shown): "
+        << spread(pictureTimes) << Qt::endl;
 
-    const ProgramRun fullHd = runProgram(screen, 1920, 1080, true);
-    const Steady bare = runBarePipeline(screen);
-    out << "preview, after 2 s of settling:" << Qt::endl;
-    printSteady(out, QStringLiteral("tarvelo 1920x1080@30"), fullHd);
-    out << "  bare gst-launch (YUY2 1080p30, videoconvert, videoscale to 960x540, ximagesink): "
-        << figure(bare.cpuSeconds) << " CPU-s, " << figure(bare.framesPerSecond, 1)
-        << " pictures per second" << Qt::endl;
-    out << "  ratio tarvelo / bare pipeline: "
-        << figure(bare.cpuSeconds > 0 ? fullHd.steady.cpuSeconds / bare.cpuSeconds : 0) << Qt::endl;
-    printSteady(out, QStringLiteral("tarvelo 3840x2160@30"), runProgram(screen, 3840, 2160, true));
+    out << "preview, after 2 s of settling, 10 s measured:" << Qt::endl;
+    compare(out, screen, 1920, 1080, "YUY2");
+    compare(out, screen, 3840, 2160, "YUY2");
+    compare(out, screen, 1920, 1080, "MJPG");
+    out << "window-thread CPU time per camera frame (YUY2):" << Qt::endl;
+    runChild({QStringLiteral("--frames"), QStringLiteral("1920"), QStringLiteral("1080")});
+    runChild({QStringLiteral("--frames"), QStringLiteral("3840"), QStringLiteral("2160")});
     if (previewOnly)
         return 0;
 
@@ -337,6 +428,8 @@ int main(int argc, char *argv[])
 {
     if (argc > 3 && qstrcmp(argv[1], "--snapshot") == 0)
         return runSnapshots(argc, argv, atoi(argv[2]), atoi(argv[3]));
+    if (argc > 3 && qstrcmp(argv[1], "--frames") == 0)
+        return runFrameCosts(argc, argv, atoi(argv[2]), atoi(argv[3]));
     if (argc > 2 && qstrcmp(argv[1], "--record") == 0)
         return runRecording(argc, argv, atoi(argv[2]));
     QCoreApplication application(argc, argv);

@@ -11,6 +11,8 @@ packages=(
     qt6-base-dev qt6-multimedia-dev qt6-tools-dev qt6-tools-dev-tools qt6-l10n-tools
     qt6-svg-dev libqt6svg6 qt6-qpa-plugins
     libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
+    # the preview's frame conversion
+    libyuv-dev
     gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-tools gstreamer1.0-x
     # H.264 encoder for recordings; decoder and gst-discoverer-1.0 to check them
     gstreamer1.0-plugins-ugly gstreamer1.0-libav gstreamer1.0-plugins-base-apps

@@ -17,10 +17,6 @@ int main(int argc, char *argv[])
 {
     tuneProcessForCameras();
     qInstallMessageHandler(discardMessage);
-    // The preview paints frames with QPainter. Without this Qt converts every frame through OpenGL
-    // and reads it back, which on a software renderer (a VM, a remote desktop) costs three times
-    // the CPU and twice the memory of converting it on the CPU.
-    QApplication::setAttribute(Qt::AA_ForceRasterWidgets);
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tarvelo"));
     QApplication::setOrganizationName(QStringLiteral("Mossgrove"));

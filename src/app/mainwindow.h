@@ -29,6 +29,7 @@ class QVBoxLayout;
 class QVideoFrame;
 class NativeCameraControls;
 struct NativeControl;
+struct ExposureAndZoom;
 class VideoPreviewWidget;
 
 class MainWindow : public QMainWindow
@@ -89,14 +90,18 @@ private:
 
     // controls/
     void rebuildHardwareControls();
+    void lockHardwareControls();
     QWidget *createControlRow(const NativeControl &control);
+    QWidget *createChoiceRow(const NativeControl &control);
     void refreshExposureAndZoom();
+    void showExposureAndZoom(const ExposureAndZoom &reported);
     void applyExposureCompensation(int sliderValue);
     void applyZoom(int sliderValue);
     QString presetGroupKey() const;
     void saveControlPreset();
     void applyControlPreset();
     void restoreInitialControls();
+    void restoreCameraDefaults();
 
     // capture/
     static QString outputDirectory(QStandardPaths::StandardLocation location);
@@ -165,4 +170,6 @@ private:
     bool recordingEndedByReconnection = false;
     // One thread: snapshots are written in the order they were taken.
     QThreadPool snapshotWriter;
+    int snapshotsInProgress = 0; // the one being written and at most one waiting
+    QString lastSnapshotStatus; // what the last finished snapshot wrote in the status line
 };

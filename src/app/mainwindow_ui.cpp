@@ -97,6 +97,7 @@ struct MainWindow::UiHandles
     QPushButton *saveControlsButton = nullptr;
     QPushButton *applyControlsButton = nullptr;
     QPushButton *restoreControlsButton = nullptr;
+    QPushButton *cameraDefaultsButton = nullptr;
 };
 
 // Widgets are created in keyboard focus order, which differs from the layout order in places.
@@ -347,7 +348,10 @@ QWidget *MainWindow::buildPresetButtons(QWidget *parent, UiHandles &ui)
                                             tr("恢复本次打开摄像头时的参数和自动模式"));
     presetLayout->addWidget(ui.saveControlsButton, 0, 0);
     presetLayout->addWidget(ui.applyControlsButton, 0, 1);
-    presetLayout->addWidget(ui.restoreControlsButton, 1, 0, 1, 2);
+    ui.cameraDefaultsButton = createButton(tr("恢复出厂默认"), presetButtonsRow,
+                                           tr("把每项参数设为摄像头自身的默认值"));
+    presetLayout->addWidget(ui.restoreControlsButton, 1, 0);
+    presetLayout->addWidget(ui.cameraDefaultsButton, 1, 1);
     presetButtonsRow->setEnabled(false);
     return presetButtonsRow;
 }
@@ -379,6 +383,8 @@ void MainWindow::connectUi(const UiHandles &ui)
     connect(ui.applyControlsButton, &QPushButton::clicked, this, &MainWindow::applyControlPreset);
     connect(ui.restoreControlsButton, &QPushButton::clicked, this,
             &MainWindow::restoreInitialControls);
+    connect(ui.cameraDefaultsButton, &QPushButton::clicked, this,
+            &MainWindow::restoreCameraDefaults);
     connect(ui.refreshButton, &QPushButton::clicked, this, &MainWindow::refreshDevices);
     connect(deviceCombo, &QComboBox::currentIndexChanged, this, &MainWindow::selectCamera);
     connect(formatCombo, &QComboBox::currentIndexChanged, this, &MainWindow::selectFormat);

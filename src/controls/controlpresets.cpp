@@ -126,3 +126,30 @@ void MainWindow::restoreInitialControls()
     statusCard->setText(outcome(failed, restored, tr("部分参数未恢复：%1（成功 %2 项）"),
                                 tr("恢复成功：已恢复 %1 项初始设置")));
 }
+
+// Every control to the camera's own default, and its automatic mode back on where the camera
+// starts in it.
+void MainWindow::restoreCameraDefaults()
+{
+    if (!nativeControls)
+        return;
+
+    QStringList failed;
+    int set = 0;
+    for (const NativeControl &control : nativeControls->controls()) {
+        if (nativeControls->setValue(control.id, control.defaultValue))
+            ++set;
+        else
+            failed.append(control.name);
+        if (control.supportsAutomatic && control.defaultAutomatic
+            && !nativeControls->setAutomatic(control.id, true))
+            addFailure(failed, control.name);
+    }
+    rebuildHardwareControls();
+
+    statusCard->setText(failed.isEmpty()
+                            ? tr("已恢复出厂默认：%1 项参数").arg(set)
+                            : tr("出厂默认未全部设置：成功 %1 项，被拒绝 %2 项（%3）")
+                                  .arg(QString::number(set), QString::number(failed.size()),
+                                       failed.join(QStringLiteral("、"))));
+}

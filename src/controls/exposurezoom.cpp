@@ -1,18 +1,25 @@
-#include "app/mainwindow.h"
+#include "controls/exposurezoom.h"
 
+#include "app/mainwindow.h"
 #include "controls/nativecameracontrols.h"
 
 #include <QCamera>
-#include <QGroupBox>
 #include <QLabel>
 #include <QSignalBlocker>
 #include <QSlider>
 
+#include <cmath>
+#include <optional>
+
 namespace {
-// Hundredths, rounded half away from zero.
-int toSliderValue(float value)
+// Hundredths, rounded half away from zero; nothing for a value no slider can hold, such as an
+// infinite zoom factor.
+std::optional<int> toSliderValue(float value)
 {
     const float scaled = value * 100.0f;
+    constexpr float limit = 1.0e9f;
+    if (!std::isfinite(scaled) || scaled > limit || scaled < -limit)
+        return std::nullopt;
     return static_cast<int>(scaled >= 0.0f ? scaled + 0.5f : scaled - 0.5f);
 }
 
@@ -21,66 +28,88 @@ QString labelText(float value)
     return QString::number(double(value), 'f', 1);
 }
 
-bool hasNativeZoom(const NativeCameraControls *controls)
+QString zoomText(float factor)
 {
-    if (!controls)
-        return false;
-    return findControl(controls->controls(), Zoom) != nullptr;
+    return labelText(factor) + QStringLiteral("×");
+}
+
+// A slider the user holds is left where it is; its label still shows what the camera took.
+void follow(QSlider *slider, int value)
+{
+    if (!slider->isSliderDown())
+        slider->setValue(value);
 }
 } // namespace
 
+// Back ends may report both only once the camera runs, and change them while it does: every such
+// report comes back here.
 void MainWindow::refreshExposureAndZoom()
 {
+    ExposureAndZoom reported;
+    if (camera) {
+        QCamera *source = camera.get();
+        const auto refresh = &MainWindow::refreshExposureAndZoom;
+        connect(source, &QCamera::activeChanged, this, refresh, Qt::UniqueConnection);
+        connect(source, &QCamera::supportedFeaturesChanged, this, refresh, Qt::UniqueConnection);
+        connect(source, &QCamera::exposureCompensationChanged, this, refresh, Qt::UniqueConnection);
+        connect(source, &QCamera::minimumZoomFactorChanged, this, refresh, Qt::UniqueConnection);
+        connect(source, &QCamera::maximumZoomFactorChanged, this, refresh, Qt::UniqueConnection);
+        connect(source, &QCamera::zoomFactorChanged, this, refresh, Qt::UniqueConnection);
+        reported.compensationOffered =
+            source->supportedFeatures().testFlag(QCamera::Feature::ExposureCompensation);
+        reported.compensation = source->exposureCompensation();
+        reported.minimumZoom = source->minimumZoomFactor();
+        reported.maximumZoom = source->maximumZoomFactor();
+        reported.zoom = source->zoomFactor();
+    }
+    showExposureAndZoom(reported);
+}
+
+void MainWindow::showExposureAndZoom(const ExposureAndZoom &reported)
+{
+    // Nothing done here reaches the camera.
     const QSignalBlocker exposureBlocker(exposureCompSlider);
     const QSignalBlocker zoomBlocker(zoomSlider);
-    QWidget *exposureGroup = exposureCompSlider->parentWidget();
-    QWidget *zoomGroup = zoomSlider->parentWidget();
 
-    exposureCompSlider->setEnabled(false);
-    zoomSlider->setEnabled(false);
-    exposureCompValueLabel->setText(QStringLiteral("--"));
-    zoomValueLabel->setText(QStringLiteral("--"));
-    exposureGroup->hide();
-    zoomGroup->hide();
-
-    if (!camera)
-        return;
-
-    if (camera->supportedFeatures().testFlag(QCamera::Feature::ExposureCompensation)) {
-        const float compensation = camera->exposureCompensation();
+    const std::optional<int> compensation = toSliderValue(reported.compensation);
+    const bool exposureShown = reported.compensationOffered && compensation;
+    exposureCompSlider->setEnabled(exposureShown);
+    exposureCompSlider->parentWidget()->setVisible(exposureShown);
+    exposureCompValueLabel->setText(exposureShown ? labelText(reported.compensation)
+                                                  : QStringLiteral("--"));
+    if (exposureShown) {
         exposureCompSlider->setRange(-400, 400);
-        exposureCompSlider->setValue(toSliderValue(compensation));
-        exposureCompSlider->setEnabled(true);
-        exposureGroup->show();
-        exposureCompValueLabel->setText(labelText(compensation));
+        follow(exposureCompSlider, *compensation);
     }
 
-    const float minimumZoom = camera->minimumZoomFactor();
-    const float maximumZoom = camera->maximumZoomFactor();
-    if (!(maximumZoom > minimumZoom))
-        return;
-
-    zoomGroup->setVisible(!hasNativeZoom(nativeControls.get()));
-    zoomSlider->setRange(toSliderValue(minimumZoom), toSliderValue(maximumZoom));
-    zoomSlider->setValue(toSliderValue(camera->zoomFactor()));
-    zoomSlider->setEnabled(true);
-    zoomValueLabel->setText(labelText(camera->zoomFactor()) + QStringLiteral("×"));
+    const std::optional<int> minimum = toSliderValue(reported.minimumZoom);
+    const std::optional<int> maximum = toSliderValue(reported.maximumZoom);
+    const std::optional<int> zoom = toSliderValue(reported.zoom);
+    const bool zoomOffered = minimum && maximum && zoom && *maximum > *minimum;
+    zoomSlider->setEnabled(zoomOffered);
+    zoomValueLabel->setText(zoomOffered ? zoomText(reported.zoom) : QStringLiteral("--"));
+    // The camera's own zoom row, when it has one, stands in for this slider.
+    const bool nativeZoom =
+        nativeControls && findControl(nativeControls->controls(), Zoom) != nullptr;
+    zoomSlider->parentWidget()->setVisible(zoomOffered && !nativeZoom);
+    if (zoomOffered) {
+        zoomSlider->setRange(*minimum, *maximum);
+        follow(zoomSlider, *zoom);
+    }
 }
 
 void MainWindow::applyExposureCompensation(int sliderValue)
 {
     if (!camera)
         return;
-    const float compensation = sliderValue / 100.0f;
-    camera->setExposureCompensation(compensation);
-    exposureCompValueLabel->setText(labelText(compensation));
+    camera->setExposureCompensation(sliderValue / 100.0f);
+    exposureCompValueLabel->setText(labelText(camera->exposureCompensation()));
 }
 
 void MainWindow::applyZoom(int sliderValue)
 {
     if (!camera)
         return;
-    const float factor = sliderValue / 100.0f;
-    camera->zoomTo(factor, 0.15f);
-    zoomValueLabel->setText(labelText(factor) + QStringLiteral("×"));
+    camera->zoomTo(sliderValue / 100.0f, 0.15f);
+    zoomValueLabel->setText(zoomText(camera->zoomFactor()));
 }

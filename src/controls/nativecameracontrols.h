@@ -5,7 +5,8 @@
 
 #include <memory>
 
-// The twelve hardware controls. The values are the keys of stored presets, so they never change.
+// The hardware controls. The values are the keys of stored presets, so they never change; the
+// last five came later, so presets saved before them still apply.
 enum ControlId : int {
     Brightness = 0,
     Contrast = 1,
@@ -19,7 +20,15 @@ enum ControlId : int {
     Zoom = 9,
     Exposure = 10,
     Focus = 11,
+    Pan = 12,
+    Tilt = 13,
+    Roll = 14,
+    Iris = 15,
+    PowerLineFrequency = 16,
 };
+
+// The modes of PowerLineFrequency, the same numbers in UVC, DirectShow and V4L2.
+enum PowerLineMode : int { PowerLineOff = 0, PowerLine50Hz = 1, PowerLine60Hz = 2, PowerLineAuto = 3 };
 
 enum class ControlInterface : int { VideoProcAmp = 0, CameraControl = 1 };
 
@@ -31,10 +40,10 @@ struct ControlDescriptor
     int property; // DirectShow property number
 };
 
-inline constexpr int controlCount = 12;
+inline constexpr int controlCount = 17;
 extern const ControlDescriptor controlDescriptors[controlCount];
 
-// Returns the descriptor for id, or nullptr when id is not one of the twelve controls.
+// Returns the descriptor for id, or nullptr when id is not one of the controls.
 const ControlDescriptor *findControlDescriptor(int id);
 
 struct NativeControl
@@ -49,6 +58,11 @@ struct NativeControl
     bool supportsAutomatic = false;
     bool automatic = false;
     bool initialAutomatic = false;
+    // The camera's own defaults, for "Camera Defaults".
+    qint32 defaultValue = 0;
+    bool defaultAutomatic = false;
+    // The values a selector offers, as the camera lists them; empty for a control set on a scale.
+    QList<qint32> choices;
 };
 
 // The record with this id in the list, or nullptr when the device does not expose the control.

@@ -31,8 +31,14 @@ constexpr V4l2Mapping mappings[] = {
     {Zoom, V4L2_CID_ZOOM_ABSOLUTE, 0},
     {Exposure, V4L2_CID_EXPOSURE_ABSOLUTE, V4L2_CID_EXPOSURE_AUTO},
     {Focus, V4L2_CID_FOCUS_ABSOLUTE, V4L2_CID_FOCUS_AUTO},
+    {Pan, V4L2_CID_PAN_ABSOLUTE, 0},
+    {Tilt, V4L2_CID_TILT_ABSOLUTE, 0},
+    {Iris, V4L2_CID_IRIS_ABSOLUTE, 0},
+    {PowerLineFrequency, V4L2_CID_POWER_LINE_FREQUENCY, 0},
 };
-static_assert(std::size(mappings) == controlCount);
+// All but Roll: the Linux UVC driver maps no V4L2 control to the camera's roll, so a camera's roll
+// cannot be reached here and the row never shows.
+static_assert(std::size(mappings) == controlCount - 1);
 
 const V4l2Mapping *findMapping(int id)
 {
@@ -173,6 +179,8 @@ void V4l2CameraControls::readControls()
 {
     for (const ControlDescriptor &descriptor : controlDescriptors) {
         const V4l2Mapping *mapping = findMapping(descriptor.id);
+        if (!mapping)
+            continue;
         v4l2_queryctrl query {};
         query.id = mapping->valueControl;
         // A read-only control cannot be adjusted; an inactive or grabbed one can be again later,
@@ -195,6 +203,19 @@ void V4l2CameraControls::readControls()
         control.step = std::max<qint32>(query.step, 1);
         control.initialValue = value;
         control.value = value;
+        control.defaultValue = query.default_value;
+        // A menu (power-line frequency) offers only the entries the driver lists.
+        if (query.type == V4L2_CTRL_TYPE_MENU || query.type == V4L2_CTRL_TYPE_INTEGER_MENU) {
+            for (qint32 index = query.minimum; index <= query.maximum; ++index) {
+                v4l2_querymenu item {};
+                item.id = query.id;
+                item.index = quint32(index);
+                if (io->ioctl(fd, VIDIOC_QUERYMENU, &item) == 0)
+                    control.choices.append(index);
+            }
+            if (control.choices.isEmpty())
+                continue;
+        }
         if (mapping->autoControl && probeCompanion(mapping->autoControl, &entry)) {
             entry.autoControl = mapping->autoControl;
             control.supportsAutomatic = true;
@@ -234,9 +255,12 @@ bool V4l2CameraControls::probeCompanion(quint32 autoControl, Entry *entry)
             entry->manualMode = V4L2_EXPOSURE_MANUAL;
         else
             return false;
-        // Keep the device's own automatic mode when it is in one; otherwise prefer full auto.
+        // Keep the device's own automatic mode when it is in one, then its default; otherwise
+        // prefer full auto.
         if (isAutomaticExposureMode(current))
             entry->automaticMode = current;
+        else if (isAutomaticExposureMode(query.default_value) && offered(query.default_value))
+            entry->automaticMode = query.default_value;
         else if (offered(V4L2_EXPOSURE_AUTO))
             entry->automaticMode = V4L2_EXPOSURE_AUTO;
         else if (offered(V4L2_EXPOSURE_APERTURE_PRIORITY))
@@ -244,6 +268,7 @@ bool V4l2CameraControls::probeCompanion(quint32 autoControl, Entry *entry)
         else
             return false;
         entry->control.automatic = isAutomaticExposureMode(current);
+        entry->control.defaultAutomatic = isAutomaticExposureMode(query.default_value);
         return true;
     }
 
@@ -254,6 +279,7 @@ bool V4l2CameraControls::probeCompanion(quint32 autoControl, Entry *entry)
     entry->manualMode = 0;
     entry->automaticMode = 1;
     entry->control.automatic = current != 0;
+    entry->control.defaultAutomatic = query.default_value != 0;
     return true;
 }
 
@@ -267,7 +293,8 @@ bool V4l2CameraControls::readControl(quint32 id, qint32 *value)
     return true;
 }
 
-// On success *value holds what the driver applied: V4L2 rounds to the step.
+// On success *value holds what the driver has now: V4L2 rounds to the step, and the value read
+// back is the one the row and a saved preset must show.
 bool V4l2CameraControls::writeControl(quint32 id, qint32 *value)
 {
     v4l2_control control {};
@@ -276,6 +303,7 @@ bool V4l2CameraControls::writeControl(quint32 id, qint32 *value)
     if (request(VIDIOC_S_CTRL, &control) != 0)
         return false;
     *value = control.value;
+    readControl(id, value);
     return true;
 }
 

@@ -194,6 +194,15 @@ private:
             control.supportsAutomatic = capabilities & 1;
             control.automatic = flags & 1;
             control.initialAutomatic = control.automatic;
+            control.defaultValue = defaultValue;
+            // GetRange gives no default for the flags. A UVC camera's automatic modes (exposure,
+            // white balance, focus) ship switched on, so that is taken as the camera's default.
+            control.defaultAutomatic = control.supportsAutomatic;
+            // Anti-flicker is a choice among modes: those inside the range the camera reports.
+            if (descriptor.id == PowerLineFrequency) {
+                for (qint64 mode = minimum; mode <= maximum; mode += control.step)
+                    control.choices.append(qint32(mode));
+            }
             list.append(control);
         }
     }

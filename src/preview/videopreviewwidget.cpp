@@ -1,7 +1,9 @@
 #include "videopreviewwidget.h"
 
+#include "frameconversion.h"
+#include "previewitem.h"
+
 #include <QGraphicsScene>
-#include <QGraphicsVideoItem>
 #include <QGraphicsView>
 #include <QTransform>
 #include <QVBoxLayout>
@@ -14,7 +16,7 @@ VideoPreviewWidget::VideoPreviewWidget(QWidget *parent)
 
     scene = new QGraphicsScene(this);
 
-    videoItem = new QGraphicsVideoItem;
+    videoItem = new PreviewItem;
     videoItem->setAspectRatioMode(Qt::KeepAspectRatio);
     scene->addItem(videoItem);
 
@@ -48,19 +50,13 @@ void VideoPreviewWidget::clearFrame()
     latestFrame = QVideoFrame();
     videoItem->videoSink()->setVideoFrame(QVideoFrame());
     scene->setSceneRect(QRectF());
+    fittedRect = QRectF();
     view->viewport()->update();
 }
 
 QImage VideoPreviewWidget::currentFrameImage() const
 {
-    const QImage image = latestFrame.toImage();
-    if (image.isNull())
-        return {};
-
-    QTransform transform;
-    transform.scale(mirrored ? -1 : 1, flippedVertically ? -1 : 1);
-    transform.rotate(rotation);
-    return image.transformed(transform, Qt::SmoothTransformation);
+    return orientedImage(latestFrame, mirrored, flippedVertically, rotation);
 }
 
 void VideoPreviewWidget::setMirrored(bool value)
@@ -91,8 +87,9 @@ void VideoPreviewWidget::fitToView()
 {
     if (videoItem->nativeSize().isEmpty())
         return;
-    scene->setSceneRect(videoItem->sceneBoundingRect());
-    view->fitInView(scene->sceneRect(), Qt::KeepAspectRatio);
+    fittedRect = videoItem->sceneBoundingRect();
+    scene->setSceneRect(fittedRect);
+    view->fitInView(fittedRect, Qt::KeepAspectRatio);
 }
 
 void VideoPreviewWidget::applyOrientation()
@@ -110,15 +107,16 @@ void VideoPreviewWidget::applyOrientation()
 
 void VideoPreviewWidget::handleFrame(const QVideoFrame &frame)
 {
+    videoItem->showFrame(frame);
     if (!frame.isValid()) {
         latestFrame = QVideoFrame();
         return;
     }
     latestFrame = frame;
-    // Refitting moves the view, which repaints all of it and recomputes its scroll range. Only a
-    // new frame size needs it here: resizes, orientation and native-size changes refit themselves.
+    // Refitting moves the view, which repaints all of it and recomputes its scroll range: only
+    // when the fit is stale, after a new frame size or a clearFrame (a restart, a replug, a retry).
     const QSizeF size(frame.size());
-    if (videoItem->size() == size)
+    if (videoItem->size() == size && fittedRect == videoItem->sceneBoundingRect())
         return;
     videoItem->setSize(size);
     fitToView();

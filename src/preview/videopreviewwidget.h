@@ -5,9 +5,9 @@
 #include <QWidget>
 
 class QGraphicsScene;
-class QGraphicsVideoItem;
 class QGraphicsView;
 class QVideoSink;
+class PreviewItem;
 
 // Shows the live picture, keeps the latest frame and applies the user's mirror, flip and rotation.
 class VideoPreviewWidget : public QWidget
@@ -39,9 +39,11 @@ private:
 
     QGraphicsScene *scene = nullptr;
     QGraphicsView *view = nullptr;
-    QGraphicsVideoItem *videoItem = nullptr;
+    PreviewItem *videoItem = nullptr;
     QVideoFrame latestFrame;
     bool mirrored = false;
     bool flippedVertically = false;
     int rotation = 0;
+    // What the view was last fitted to; null after clearFrame, so the next frame refits.
+    QRectF fittedRect;
 };

@@ -76,8 +76,10 @@ void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
     armNoFrameWatchdog(generation);
 }
 
+// Every way of leaving a camera (another choice, a device change, a retry) comes through here.
 void MainWindow::stopCamera()
 {
+    lockHardwareControls();
     resumeRecording = false;
     // The file is finished while this camera still feeds the pipeline: see retireCamera.
     if (recorder->recorderState() == QMediaRecorder::RecordingState)

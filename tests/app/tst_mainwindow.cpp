@@ -32,7 +32,7 @@ private slots:
                 "选择界面语言（重启后生效） QGraphicsView 全屏预览 收起面板 设备 画质 启动预览 "
                 "刷新设备 controlTabs parameterTabs 截图 开始录像 图片文件夹 视频文件夹 "
                 "导出诊断信息 左右镜像 上下翻转 画面旋转 曝光补偿 变焦 保存参数 应用参数 "
-                "恢复初始设置")
+                "恢复初始设置 恢复出厂默认")
                 .split(u' ');
         MainWindow window;
         QStringList chain;

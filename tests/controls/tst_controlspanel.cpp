@@ -1,36 +1,44 @@
-// The hardware controls panel and the presets, over a recording NativeCameraControls.
+// The hardware controls panel, the presets and the Qt-level exposure and zoom sliders, over a
+// recording NativeCameraControls.
 #include "mainwindowtestaccess.h"
 #include "panelrows.h"
 #include "testmain.h"
 
 #include <QSettings>
 
+#include <cmath>
 #include <functional>
 
 namespace {
 NativeControl control(int id, bool supportsAutomatic = false, bool automatic = false)
 {
-    NativeControl c {id, QString::fromUtf8(findControlDescriptor(id)->name), 0, 100, 1, 50, 50};
+    NativeControl c;
+    c.id = id, c.name = QString::fromUtf8(findControlDescriptor(id)->name), c.maximum = 100;
+    c.initialValue = c.value = 50, c.defaultValue = 40;
     c.supportsAutomatic = supportsAutomatic;
-    c.automatic = c.initialAutomatic = automatic;
+    c.automatic = c.initialAutomatic = c.defaultAutomatic = automatic;
+    if (id == PowerLineFrequency)
+        c.choices = {PowerLineOff, PowerLine50Hz, PowerLine60Hz},
+        c.value = c.initialValue = c.defaultValue = 1;
     return c;
 }
 
-// Logs every call and refuses those in `refused` ("value 0 5") or all of a kind ("value 0").
+// Logs every call and refuses those in `refused` ("value 0 5") or all of a kind ("value 0"). A
+// value taken is rounded down to `rounding`, as a driver may.
 class RecordingControls final : public NativeCameraControls
 {
 public:
     QList<NativeControl> list;
-    QString error;
     QStringList calls, refused;
+    int rounding = 1;
 
     bool open(const QString &) override { return !list.isEmpty(); }
     QList<NativeControl> controls() const override { return list; }
-    QString lastError() const override { return error; }
+    QString lastError() const override { return {}; }
     bool setValue(int id, int value) override
     {
         NativeControl *c = call(QStringLiteral("value %1 %2").arg(id).arg(value), id);
-        return c && (c->value = value, c->automatic = false, true);
+        return c && (c->value = value / rounding * rounding, c->automatic = false, true);
     }
     bool setAutomatic(int id, bool automatic) override
     {
@@ -43,12 +51,22 @@ private:
     {
         calls.append(text);
         auto c = std::find_if(list.begin(), list.end(), [=](auto &c) { return c.id == id; });
-        if (refused.contains(text) || refused.contains(text.section(u' ', 0, 1)))
-            return nullptr;
-        return c != list.end() ? &*c : nullptr;
+        const bool refuse = refused.contains(text) || refused.contains(text.section(u' ', 0, 1));
+        return c != list.end() && !refuse ? &*c : nullptr;
     }
 };
+
+// "shown 100..400 at 250, 2.5×": the group, the slider's range and value when enabled, the label.
+QString sliderLine(QSlider *slider, QLabel *label)
+{
+    return (slider->parentWidget()->isHidden() ? "hidden" : "shown")
+        + (slider->isEnabled() ? QString::asprintf(" %d..%d at %d", slider->minimum(),
+                                                   slider->maximum(), slider->value())
+                               : QString())
+        + ", " + label->text();
+}
 } // namespace
+Q_DECLARE_METATYPE(ExposureAndZoom)
 
 class TestControlsPanel : public QObject
 {
@@ -61,134 +79,141 @@ private slots:
     {
         QList<NativeControl> all;
         for (const ControlDescriptor &descriptor : controlDescriptors)
-            all.append(control(descriptor.id));
-        all[Hue].supportsAutomatic = true; // offered, but manual now
-        all[WhiteBalance] = control(WhiteBalance, true, true);
-        all[Gain].automatic = true; // automatic although the device claims no such mode
-        all[Brightness].value = 60; // the tool tip gives the initial value
+            all.append(control(descriptor.id, descriptor.id == Hue)); // hue: offered, manual now
+        all[6] = control(WhiteBalance, true, true);
+        all[9].automatic = true; // gain: automatic although the device claims no such mode
+        all[0].value = 60; // brightness, not at its initial value
+        all[1].value = 120; // contrast, outside its own range: shown as the camera has it
         show(all);
-        QCOMPARE(
-            describe(access.colorExposureLayout()) + describe(access.lensControlsLayout()),
-            QStringList({"已识别 12 项可调参数，仅显示当前摄像头支持的项目。", "亮度 60",
-                         "对比度 50", "色相 50 [auto off]", "饱和度 50", "锐度 50", "Gamma 50",
-                         "白平衡 50 [auto on] locked hint", "背光补偿 50", "增益 50 locked hint",
-                         "曝光 50", "仅显示此摄像头支持的镜头参数。", "变焦 50", "对焦 50"}));
+        QCOMPARE(describe(access.colorExposureLayout()) + describe(access.lensControlsLayout()),
+                 QStringList({"已识别 17 项可调参数，仅显示当前摄像头支持的项目。", "亮度 60",
+                              "对比度 120", "色相 50 [auto off]", "饱和度 50", "锐度 50",
+                              "Gamma 50", "白平衡 50 [auto on] locked hint", "背光补偿 50",
+                              "防闪烁 50 Hz", "增益 50 locked hint", "曝光 50",
+                              "仅显示此摄像头支持的镜头参数。", "变焦 50", "对焦 50", "水平转动 50",
+                              "垂直转动 50", "旋转 50", "光圈 50"}));
         QVERIFY(access.presetButtonsRow()->isEnabled() && access.zoomGroup()->isHidden());
-        QCOMPARE(row(Brightness)->findChild<QSpinBox *>()->toolTip(),
-                 QStringLiteral("范围：0 ～ 100，初始值：50"));
         QVERIFY(controls->calls.isEmpty()); // building sends nothing
-
-        // Without controls: the backend's reason, no presets, the Qt-level zoom back.
-        show({}, QStringLiteral("Cam"), QStringLiteral("未找到与“Cam”匹配的 DirectShow 设备"));
-        QCOMPARE(
-            describe(access.colorExposureLayout()) + describe(access.lensControlsLayout()),
-            QStringList({"未找到与“Cam”匹配的 DirectShow 设备", "仅显示此摄像头支持的镜头参数。"}));
-        QVERIFY(!access.presetButtonsRow()->isEnabled() && !access.zoomGroup()->isHidden());
     }
 
+    // Values go along the step, and the row shows what the camera took.
     void edits()
     {
-        show({control(Saturation, true)});
-        QWidget *row = this->row(Saturation);
-        auto *slider = row->findChild<QSlider *>();
-        auto *spinBox = row->findChild<QSpinBox *>();
+        NativeControl saturation = control(Saturation, true);
+        saturation.step = 5;
+        show({saturation, control(PowerLineFrequency)});
+        auto *spinBox = row(Saturation)->findChild<QSpinBox *>();
+        auto *automatic = row(Saturation)->findChild<QCheckBox *>();
+        auto *selector = row(PowerLineFrequency)->findChild<QComboBox *>();
         const auto after = [&](const char *refused, const std::function<void()> &edit) {
             controls->refused = QStringList(QString::fromLatin1(refused));
             access.statusCard()->clear();
             edit();
-            return describe(access.colorExposureLayout()).constLast() + " / " + access.status();
+            return describe(access.colorExposureLayout()).mid(1).join(", ") + " / "
+                + access.status();
         };
-        QCOMPARE(after("", [&] { spinBox->setValue(70); }), "饱和度 70 [auto off] / ");
-        QCOMPARE(after("",
-                       [&] {
-                           slider->setSliderDown(true);
-                           for (int position : {52, 55, 55, 61})
-                               slider->setSliderPosition(position);
-                           slider->setSliderDown(false);
-                       }),
-                 "饱和度 61 [auto off] / ");
+        QCOMPARE(after("", [&] { row(Saturation)->findChild<QSlider *>()->setValue(61); }),
+                 "饱和度 60 [auto off], 防闪烁 50 Hz / ");
+        controls->rounding = 10;
+        QCOMPARE(after("", [&] { spinBox->setValue(73); }),
+                 "饱和度 70 [auto off], 防闪烁 50 Hz / ");
         QCOMPARE(after("value 3", [&] { spinBox->setValue(80); }),
-                 "饱和度 80|61 [auto off] / 饱和度设置失败，摄像头未接受该数值");
-        QCOMPARE(after("auto 3", [&] { row->findChild<QCheckBox *>()->click(); }),
-                 "饱和度 80|61 [auto off] / 饱和度的自动模式切换失败");
-        QCOMPARE(after("", [&] { row->findChild<QCheckBox *>()->click(); }),
-                 "饱和度 80|61 [auto on] locked hint / ");
-        QCOMPARE(controls->calls,
-                 QStringList({"value 3 70", "value 3 52", "value 3 55", "value 3 61", "value 3 80",
-                              "auto 3 1", "auto 3 1"}));
+                 "饱和度 70 [auto off], 防闪烁 50 Hz / 饱和度设置失败，摄像头未接受该数值");
+        QCOMPARE(after("", [&] { automatic->click(), selector->setCurrentIndex(0); }),
+                 "饱和度 70 [auto on] locked hint, 防闪烁 关闭 / ");
+        QCOMPARE(controls->calls.join(", "),
+                 "value 3 60, value 3 75, value 3 80, "
+                 "auto 3 1, value 16 0");
     }
 
-    void apply()
+    // The preset row: what each button sends, the status line, the rebuilt panel's first row and
+    // the stored preset, also while the camera is being left (when nothing may reach it, and
+    // nothing be stored under its name).
+    void presetButtons_data()
     {
-        const QString otherPreset = QStringLiteral("cameraPresets/T3RoZXI/0/value");
-        QSettings settings;
-        settings.setValue(otherPreset, 3);
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<bool>("leaving");
+        QTest::addColumn<QString>("refused");
+        QTest::addColumn<QString>("outcome");
+        QTest::newRow("no preset") << "应用参数" << false << ""
+                                   << " / 当前摄像头还没有已保存的设置 / 亮度 50";
+        QTest::newRow("apply") << "应用参数" << false << "value 3, auto 3"
+                               << "value 0 7, value 2 9, auto 2 1, value 3 11, auto 3 1, value 8 5 "
+                                  "/ 部分参数未应用：饱和度（成功 3 项） / 亮度 7";
+        const QString leaving = " / 检测到摄像头变化，正在重新连接… / 亮度 50 locked";
+        QTest::newRow("apply while leaving") << "应用参数" << true << "" << leaving;
+        QTest::newRow("save while leaving") << "保存参数" << true << "" << leaving + " / 9 keys, 7";
+        // The key of an unlisted control (pan, 12) does not survive.
+        QTest::newRow("save") << "保存参数" << false << ""
+                              << " / 保存成功：已保存“Cam”的 6 项参数 / 亮度 50 / 13 keys, 50";
+        const QString defaults = "value 0 40, value 2 40, value 3 40, value 8 40, value 11 40, "
+                                 "auto 11 1, value 16 1 / ";
+        QTest::newRow("defaults") << "恢复出厂默认" << false << "value 2, auto 11"
+                                  << defaults
+                + "出厂默认未全部设置：成功 5 项，被拒绝 2 项（色相、对焦） / 亮度 40";
+        QTest::newRow("defaults set")
+            << "恢复出厂默认" << false << "" << defaults + "已恢复出厂默认：6 项参数 / 亮度 40";
+    }
+
+    void presetButtons()
+    {
+        QFETCH(QString, button);
+        QFETCH(bool, leaving);
+        QFETCH(QString, refused);
+        // Gain (8) has no automatic mode to switch to, focus (11) no key, and anti-flicker (16)
+        // came after this preset was saved.
         show({control(Brightness), control(Hue, true), control(Saturation, true), control(Gain),
-              control(Exposure, true)});
-        click(QStringLiteral("应用参数"));
-        QCOMPARE(access.status(), QStringLiteral("当前摄像头还没有已保存的设置"));
-
-        // 0 has no automatic flag: manual. Saturation (3) is refused twice, named once. Gain (8)
-        // has no automatic mode to switch to. This camera does not list focus (11).
-        const QVariantMap stored {
-            {"deviceName", "Cam"}, {"0/value", 7},         {"2/value", 9},
-            {"2/automatic", true}, {"3/value", 11},        {"3/automatic", true},
-            {"8/value", "abc"},    {"8/automatic", "yes"}, {"10/value", qint64(1) << 32 | 5},
-            {"11/value", 1}};
-        for (auto it = stored.cbegin(); it != stored.cend(); ++it)
-            settings.setValue(access.presetGroupKey() + '/' + it.key(), it.value());
-        controls->refused = QStringList({"value 3", "auto 3"});
-        click(QStringLiteral("应用参数"));
-        QCOMPARE(controls->calls,
-                 QStringList({"value 0 7", "value 2 9", "auto 2 1", "value 3 11", "auto 3 1",
-                              "value 8 0", "value 10 5"}));
-        QCOMPARE(access.status(), QStringLiteral("部分参数未应用：饱和度（成功 4 项）"));
-        QCOMPARE(settings.value(otherPreset).toInt(), 3);
+              control(Focus, true, true), control(PowerLineFrequency)});
+        QSettings settings;
+        settings.beginGroup(QStringLiteral("cameraPresets/Q2Ft")); // "Cam", URL-safe base64
+        for (const QString entry :
+             {"deviceName=Cam", "0/value=7", "2/value=9", "2/automatic=true", "3/value=11",
+              "3/automatic=true", "8/value=4294967301", "8/automatic=true", "12/value=1"})
+            if (QTest::currentDataTag() != QByteArray("no preset"))
+                settings.setValue(entry.section('=', 0, 0), entry.section('=', 1));
+        if (leaving) {
+            access.handleDeviceChange();
+            access.deviceChangeTimer().stop();
+        }
+        controls->refused = refused.split(QStringLiteral(", "), Qt::SkipEmptyParts);
+        click(button);
+        QTEST(controls->calls.join(", ") + " / " + access.status() + " / "
+                  + describe(access.colorExposureLayout()).at(1)
+                  + (button == "保存参数" ? QString(" / %1 keys, %2")
+                                                .arg(settings.allKeys().size())
+                                                .arg(settings.value("0/value").toInt())
+                                          : ""),
+              "outcome");
     }
 
-    void saveAndRestore()
+    void exposureAndZoom_data()
     {
-        show({}, QStringLiteral("Webcam >>>"));
-        QCOMPARE(access.presetGroupKey(),
-                 QStringLiteral("cameraPresets/V2ViY2FtID4-Pg")); // URL-safe
-        const QString description = QStringLiteral("摄像头");
-        show({control(Brightness), control(Hue, true), control(Focus, true, true)}, description);
-        QCOMPARE(access.presetGroupKey(), QStringLiteral("cameraPresets/5pGE5YOP5aS0"));
-        controls->setValue(Brightness, 60);
-        click(QStringLiteral("保存参数"));
-        controls->list.removeLast(); // a control no longer listed is not kept from the last save
-        click(QStringLiteral("保存参数"));
-        QCOMPARE(access.status(),
-                 QStringLiteral("保存成功：已保存“%1”的 2 项参数").arg(description));
-        QSettings settings;
-        settings.beginGroup(access.presetGroupKey());
-        QStringList stored;
-        for (const QString &key : settings.allKeys())
-            stored << key + '=' + settings.value(key).toString();
-        stored.sort();
-        QCOMPARE(stored,
-                 QStringList({"0/automatic=false", "0/value=60", "2/automatic=false", "2/value=50",
-                              "deviceName=" + description}));
+        QTest::addColumn<ExposureAndZoom>("reported");
+        QTest::addColumn<QString>("shown"); // exposure compensation; zoom
+        QTest::newRow("half away from zero")
+            << ExposureAndZoom {true, -0.125f, 1.0f, 4.0f, 2.5f}
+            << "shown -400..400 at -13, -0.1; shown 100..400 at 250, 2.5×";
+        QTest::newRow("nothing, or an infinite zoom")
+            << ExposureAndZoom {false, 0, 1.0f, INFINITY, 1.0f} << "hidden, --; hidden, --";
+    }
 
-        controls->calls.clear();
-        controls->refused = QStringList({"value 0", "auto 2"});
-        click(QStringLiteral("恢复初始设置"));
-        QCOMPARE(controls->calls, QStringList({"value 0 50", "value 2 50", "auto 2 0"}));
-        QCOMPARE(access.status(), QStringLiteral("部分参数未恢复：亮度、色相（成功 1 项）"));
-        controls->refused.clear();
-        click(QStringLiteral("恢复初始设置"));
-        QCOMPARE(access.status(), QStringLiteral("恢复成功：已恢复 2 项初始设置"));
+    void exposureAndZoom()
+    {
+        QFETCH(ExposureAndZoom, reported);
+        show({});
+        access.showExposureAndZoom(reported);
+        QTEST(sliderLine(access.exposureCompSlider(), access.exposureCompValueLabel()) + "; "
+                  + sliderLine(access.zoomSlider(), access.zoomValueLabel()),
+              "shown");
     }
 
 private:
-    void show(const QList<NativeControl> &list, const QString &description = QStringLiteral("Cam"),
-              const QString &error = {})
+    void show(const QList<NativeControl> &list)
     {
         auto recording = std::make_unique<RecordingControls>();
         controls = recording.get();
         controls->list = list;
-        controls->error = error;
-        access.useNativeControls(std::move(recording), description);
+        access.useNativeControls(std::move(recording), QStringLiteral("Cam"));
     }
     QWidget *row(int id) const
     {

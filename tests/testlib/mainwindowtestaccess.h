@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/mainwindow.h"
+#include "controls/exposurezoom.h"
 #include "controls/nativecameracontrols.h"
 
 #include <QCamera>
@@ -67,6 +68,12 @@ public:
         w.rebuildHardwareControls();
     }
     QString presetGroupKey() const { return w.presetGroupKey(); }
+    void handleDeviceChange() { w.handleDeviceChange(); }
+    void showExposureAndZoom(const ExposureAndZoom &reported) { w.showExposureAndZoom(reported); }
+    QSlider *exposureCompSlider() const { return w.exposureCompSlider; }
+    QLabel *exposureCompValueLabel() const { return w.exposureCompValueLabel; }
+    QSlider *zoomSlider() const { return w.zoomSlider; }
+    QLabel *zoomValueLabel() const { return w.zoomValueLabel; }
     void toggleCamera() { w.toggleCamera(); }
     void handleVideoFrame(const QVideoFrame &frame) { w.handleVideoFrame(frame); }
 

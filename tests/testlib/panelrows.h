@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QLabel>
 #include <QSlider>
 #include <QSpinBox>
@@ -8,7 +9,7 @@
 #include <QVBoxLayout>
 
 // A label's text, or a row as "title value [auto on|off] locked hint"; "value|other" when the
-// spin box and the slider disagree.
+// spin box and the slider disagree; a selector's row as "title entry".
 inline QStringList describe(QVBoxLayout *layout)
 {
     QStringList lines;
@@ -18,10 +19,15 @@ inline QStringList describe(QVBoxLayout *layout)
             lines << label->text();
             continue;
         }
+        const QString title = widget->findChild<QLabel *>()->text();
+        if (const auto *selector = widget->findChild<QComboBox *>()) {
+            lines << title + ' ' + selector->currentText();
+            continue;
+        }
         const auto *spinBox = widget->findChild<QSpinBox *>();
         const auto *slider = widget->findChild<QSlider *>();
         const auto *automatic = widget->findChild<QCheckBox *>();
-        QString line = widget->findChild<QLabel *>()->text() + ' ' + spinBox->text();
+        QString line = title + ' ' + spinBox->text();
         if (slider->value() != spinBox->value())
             line += '|' + QString::number(slider->value());
         if (!automatic->isHidden())

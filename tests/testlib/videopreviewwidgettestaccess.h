@@ -1,5 +1,6 @@
 #pragma once
 
+#include "preview/previewitem.h"
 #include "preview/videopreviewwidget.h"
 
 #include <QGraphicsScene>

@@ -523,5 +523,45 @@
         <source>摄像头没有公开标准 UVC 控制参数</source>
         <translation>The camera does not expose standard UVC controls.</translation>
     </message>
+    <message>
+        <source>水平转动</source>
+        <translation>Pan</translation>
+    </message>
+    <message>
+        <source>垂直转动</source>
+        <translation>Tilt</translation>
+    </message>
+    <message>
+        <source>旋转</source>
+        <translation>Roll</translation>
+    </message>
+    <message>
+        <source>光圈</source>
+        <translation>Iris</translation>
+    </message>
+    <message>
+        <source>防闪烁</source>
+        <translation>Anti-flicker</translation>
+    </message>
+    <message>
+        <source>关闭</source>
+        <translation>Off</translation>
+    </message>
+    <message>
+        <source>恢复出厂默认</source>
+        <translation>Camera Defaults</translation>
+    </message>
+    <message>
+        <source>把每项参数设为摄像头自身的默认值</source>
+        <translation>Set every control to the camera&apos;s own default</translation>
+    </message>
+    <message>
+        <source>已恢复出厂默认：%1 项参数</source>
+        <translation>Camera defaults set for %1 controls.</translation>
+    </message>
+    <message>
+        <source>出厂默认未全部设置：成功 %1 项，被拒绝 %2 项（%3）</source>
+        <translation>Camera defaults: %1 set, %2 refused (%3).</translation>
+    </message>
 </context>
 </TS>
