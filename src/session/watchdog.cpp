@@ -104,6 +104,7 @@ void MainWindow::recoverFromMissingFrames(quint64 generation, bool stalled,
     statusCard->setText(
         stalled ? tr("画面中断，正在重新建立摄像头连接（%1/2）…").arg(noFrameRetries)
                 : tr("尚未收到画面，正在重新建立摄像头连接（%1/2）…").arg(noFrameRetries));
+    endRecordingForReconnection();
     stopCamera();
     QTimer::singleShot(retryPauseMs, this,
                        [this, device, generation, useCompatibleFormat, keptFormat] {
