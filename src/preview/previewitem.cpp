@@ -1,6 +1,7 @@
 #include "previewitem.h"
 
 #include <QPainter>
+#include <QVideoSink>
 #include <QtConcurrent/QtConcurrentRun>
 #include <QtMath>
 
@@ -11,6 +12,9 @@ PreviewItem::PreviewItem(QGraphicsItem *parent)
     // The thread stays for the next frame instead of being created for each one.
     thread.setExpiryTimeout(-1);
     connect(&conversion, &QFutureWatcher<void>::finished, this, &PreviewItem::takeConverted);
+    // QGraphicsVideoItem would repaint at each frame itself, showing the previous picture again
+    // until the new one is converted: twice the drawing. This item follows the frames alone.
+    videoSink()->disconnect(this);
 }
 
 PreviewItem::~PreviewItem()
@@ -22,6 +26,8 @@ void PreviewItem::showFrame(const QVideoFrame &newFrame)
 {
     frame = newFrame;
     ++frameNumber;
+    if (frame.isValid())
+        lastFrameSize = frame.size();
     if (!frame.isValid()) {
         clearedAt = frameNumber;
         picture = QImage();

@@ -20,6 +20,8 @@ public:
 
     // An invalid frame shows nothing.
     void showFrame(const QVideoFrame &frame);
+    // The size of the last valid frame; empty before the first.
+    QSize frameSize() const { return lastFrameSize; }
 
     void paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget) override;
 
@@ -28,6 +30,7 @@ private:
     void takeConverted();
 
     QVideoFrame frame; // the latest
+    QSize lastFrameSize;
     quint64 frameNumber = 0; // counts frames shown, and the clears between them
     quint64 clearedAt = 0; // the number of the last clear
     QSize wanted; // the size the picture was last drawn at, in device pixels
