@@ -49,6 +49,7 @@ MainWindow::~MainWindow()
     ++sessionGeneration;
     deviceChangeTimer.stop();
     disconnect(&mediaDevices, nullptr, this, nullptr);
+    stallTimer.stop(); // a stall recovery would prepare a camera in the loop finishRecording runs
     finishRecording();
     retireCamera();
 }

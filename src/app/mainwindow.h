@@ -116,6 +116,8 @@ private:
     void restartSilentRecording();
     void resumeRecordingIfReady();
     void finishRecording();
+    void endRecordingForReconnection();
+    QString recordingProblem(const QString &file) const;
 
     // diagnostics/
     QStringList diagnosticsReport() const;
@@ -162,6 +164,10 @@ private:
     QString discardedRecording;
     bool resumeRecording = false;
     bool recordingRestarted = false;
+    // Why the running recording failed, in the program's words, and whether a reconnection of
+    // the camera ended it: both reported when the file is done.
+    QString recordingFailure;
+    bool recordingEndedByReconnection = false;
     // One thread: snapshots are written in the order they were taken.
     QThreadPool snapshotWriter;
     int snapshotsInProgress = 0; // the one being written and at most one waiting

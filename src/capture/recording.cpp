@@ -1,19 +1,24 @@
 #include "app/mainwindow.h"
+#include "capture/recordingfile.h"
 #include "session/multimediabackend.h"
 #if TARVELO_GSTREAMER_QT64
 #include "capture/recordingencoder.h"
 #endif
 
 #include <QCamera>
+#include <QComboBox>
 #include <QDateTime>
 #include <QDir>
 #include <QEventLoop>
 #include <QFile>
+#include <QFileInfo>
 #include <QLabel>
 #include <QMediaFormat>
 #include <QMediaRecorder>
 #include <QPushButton>
+#include <QStorageInfo>
 #include <QStyle>
+#include <QTemporaryFile>
 #include <QTimer>
 #include <QUrl>
 
@@ -24,6 +29,8 @@ namespace {
 constexpr int finishRecordingTimeoutMs = 10000;
 // Several frame intervals of the slowest camera worth recording.
 constexpr int recordingStartCheckMs = 1500;
+// Less than this left on the disk when a recording fails: it failed for want of space.
+constexpr qint64 fullDiskBytes = 4 * 1024 * 1024;
 
 bool isRecording(const QMediaRecorder &recorder)
 {
@@ -79,6 +86,13 @@ void MainWindow::startRecording()
         statusCard->setText(tr("录像失败：无法创建视频保存目录"));
         return;
     }
+    // The back end would only fail once recording, in words of its own.
+    if (QTemporaryFile probe(folder.filePath(QStringLiteral(".tarvelo-XXXXXX"))); !probe.open()) {
+        statusCard->setText(tr("录像错误：%1").arg(tr("视频保存目录不可写入")));
+        return;
+    }
+    recordingFailure.clear();
+    recordingEndedByReconnection = false;
     const QString timestamp =
         QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd_HHmmss"));
     recorder->setOutputLocation(
@@ -99,6 +113,8 @@ void MainWindow::updateRecorderState()
                                              : QString());
     recordButton->style()->unpolish(recordButton);
     recordButton->style()->polish(recordButton);
+    // A new format would restart the camera under the recorder.
+    formatCombo->setEnabled(!recording && camera);
 
     if (recording) {
         recordingStartCheck.start();
@@ -111,16 +127,59 @@ void MainWindow::updateRecorderState()
         QFile::remove(std::exchange(discardedRecording, QString()));
         return;
     }
-    if (!location.isEmpty())
+    if (location.isEmpty())
+        return;
+    const QString failure = std::exchange(recordingFailure, QString());
+    const bool reconnection = std::exchange(recordingEndedByReconnection, false);
+    const QString path = QDir::toNativeSeparators(location.toLocalFile());
+    if (!keepPlayablePart(location.toLocalFile())) {
+        const QString problem =
+            failure.isEmpty() ? recordingProblem(location.toLocalFile()) : failure;
         statusCard->setText(
-            tr("录像已保存：%1").arg(QDir::toNativeSeparators(location.toLocalFile())));
+            tr("录像错误：%1").arg(problem.isEmpty() ? tr("没有录下可播放的画面") : problem));
+    } else if (!failure.isEmpty())
+        statusCard->setText(
+            tr("录像错误：%1").arg(tr("%1，已保存出错前录下的部分：%2").arg(failure, path)));
+    else if (reconnection)
+        statusCard->setText(tr("摄像头重新连接，录像已结束并保存：%1").arg(path));
+    else
+        statusCard->setText(tr("录像已保存：%1").arg(path));
 }
 
+// The back end's own error texts speak of its elements; the user is told what went wrong with
+// the folder or the disk, where that is the cause.
 void MainWindow::showRecorderError()
 {
     if (recorder->error() == QMediaRecorder::NoError)
         return;
-    statusCard->setText(tr("录像错误：%1").arg(recorder->errorString()));
+    recordingFailure = recordingProblem(recorder->actualLocation().toLocalFile());
+    if (recordingFailure.isEmpty())
+        recordingFailure = recorder->error() == QMediaRecorder::OutOfSpaceError
+            ? tr("磁盘空间已满")
+            : tr("录像意外中断");
+    statusCard->setText(tr("录像错误：%1").arg(recordingFailure));
+}
+
+QString MainWindow::recordingProblem(const QString &file) const
+{
+    const QFileInfo folder(QFileInfo(file).absolutePath());
+    if (!folder.exists())
+        return tr("视频保存目录在录像时被删除");
+    if (!folder.isWritable())
+        return tr("视频保存目录不可写入");
+    if (QStorageInfo(folder.absoluteFilePath()).bytesAvailable() < fullDiskBytes)
+        return tr("磁盘空间已满");
+    return {};
+}
+
+// A stall recovery or watchdog retry restarts the camera: the recording ends with it, and the
+// user is told why.
+void MainWindow::endRecordingForReconnection()
+{
+    if (!isRecording(*recorder))
+        return;
+    recordingEndedByReconnection = true;
+    stopRecording();
 }
 
 void MainWindow::updateRecordingDuration(qint64 durationMs)
@@ -182,7 +241,7 @@ void MainWindow::finishRecording()
                     loop.quit();
             });
     QTimer::singleShot(finishRecordingTimeoutMs, &loop, &QEventLoop::quit);
-    recorder->stop();
+    stopRecording();
     if (recorder->recorderState() != QMediaRecorder::StoppedState)
         loop.exec(QEventLoop::ExcludeUserInputEvents);
 }

@@ -16,7 +16,7 @@ constexpr char elementName[] = "tarvelorecordingenc";
 constexpr int constantQuality = 20;
 constexpr char speedPreset[] = "superfast";
 constexpr int keyframeIntervalFrames = 60;
-constexpr guint fragmentMs = 1000;
+constexpr guint fragmentMs = 500; // at most this much is lost when a file is cut short
 constexpr char rawCaps[] = "video/x-raw, format = (string) { I420, NV12 }";
 constexpr char codedCaps[] = "video/x-h264, stream-format = (string) { avc, byte-stream }, "
                              "alignment = (string) au, profile = (string) high";
@@ -25,6 +25,19 @@ GstStaticPadTemplate sinkTemplate =
     GST_STATIC_PAD_TEMPLATE("sink", GST_PAD_SINK, GST_PAD_ALWAYS, GST_STATIC_CAPS(rawCaps));
 GstStaticPadTemplate srcTemplate =
     GST_STATIC_PAD_TEMPLATE("src", GST_PAD_SRC, GST_PAD_ALWAYS, GST_STATIC_CAPS(codedCaps));
+
+// Longest the window waits for the muxer to write the end of a file the back end tears down.
+constexpr gint64 finishWaitUs = 2 * G_TIME_SPAN_SECOND;
+
+struct RecordingEncoder
+{
+    GstBin bin;
+    GstPad *muxerSource; // where the end of the file shows as EOS
+    gulong muxerProbe;
+    GMutex lock;
+    GCond finishedChanged;
+    bool finished; // guarded by lock
+};
 
 GstElementClass *parentClass = nullptr;
 
@@ -37,8 +50,14 @@ GstElement *makeCapsFilter(const char *caps)
     return filter;
 }
 
+void watchParent(GObject *object, GParamSpec *, gpointer);
+
 void initInstance(GTypeInstance *instance, gpointer)
 {
+    auto *self = reinterpret_cast<RecordingEncoder *>(instance);
+    g_mutex_init(&self->lock);
+    g_cond_init(&self->finishedChanged);
+    g_signal_connect(instance, "notify::parent", G_CALLBACK(watchParent), nullptr);
     GstBin *bin = GST_BIN(instance);
     // The filters, not the ghost pads' templates, are what caps queries see.
     GstElement *raw = makeCapsFilter(rawCaps);
@@ -64,19 +83,108 @@ void initInstance(GTypeInstance *instance, gpointer)
     addGhost(coded, "src", &srcTemplate);
 }
 
-// The muxer is encodebin's; it is there, beside this element, before the first frame.
-void fragmentSiblingMuxer(GstElement *element)
+// Qt 6.4 links a new recording branch to the camera's tee before it starts the branch's
+// elements, and a frame pushed in between meets a flushing pad: the refusal reaches the camera
+// source, which stops streaming for good (the preview freezes, the file stays empty). Frames the
+// branch cannot take yet are dropped at the tee instead.
+bool branchFlushing(GstPad *source, int hops)
 {
-    GstObject *parent = gst_object_get_parent(GST_OBJECT(element));
+    GstPad *peer = gst_pad_get_peer(source);
+    if (!peer)
+        return false;
+    bool flushing = GST_PAD_IS_FLUSHING(peer);
+    GstElement *element = hops > 1 && !flushing ? gst_pad_get_parent_element(peer) : nullptr;
+    if (element) {
+        if (GstPad *next = gst_element_get_static_pad(element, "src")) {
+            flushing = branchFlushing(next, hops - 1);
+            gst_object_unref(next);
+        }
+        gst_object_unref(element);
+    }
+    gst_object_unref(peer);
+    return flushing;
+}
+
+GstPadProbeReturn dropWhileBranchStarts(GstPad *teeSource, GstPadProbeInfo *, gpointer)
+{
+    return branchFlushing(teeSource, 2) ? GST_PAD_PROBE_DROP : GST_PAD_PROBE_OK;
+}
+
+// Follows the branch upstream as Qt links it: encodebin, a caps filter, the tee.
+void guardBranch(GstPad *sink, GstPad *peer, gpointer hopsLeft)
+{
+    GstElement *element = gst_pad_get_parent_element(peer);
+    if (!element)
+        return;
+    GstElementFactory *factory = gst_element_get_factory(element);
+    if (factory && g_str_equal(GST_OBJECT_NAME(factory), "tee")) {
+        gst_pad_add_probe(
+            peer, GstPadProbeType(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_BUFFER_LIST),
+            dropWhileBranchStarts, nullptr, nullptr);
+    } else if (const int hops = GPOINTER_TO_INT(hopsLeft); hops > 0) {
+        if (GstPad *upstream = gst_element_get_static_pad(element, "sink")) {
+            if (GstPad *linked = gst_pad_get_peer(upstream)) {
+                guardBranch(upstream, linked, GINT_TO_POINTER(hops - 1));
+                gst_object_unref(linked);
+            } else {
+                g_signal_connect(upstream, "linked", G_CALLBACK(guardBranch),
+                                 GINT_TO_POINTER(hops - 1));
+            }
+            gst_object_unref(upstream);
+        }
+    }
+    (void)sink;
+    gst_object_unref(element);
+}
+
+void guardNewInput(GstElement *, GstPad *pad, gpointer)
+{
+    if (GST_PAD_DIRECTION(pad) == GST_PAD_SINK)
+        g_signal_connect(pad, "linked", G_CALLBACK(guardBranch), GINT_TO_POINTER(2));
+}
+
+// encodebin adds this element first, then the input Qt links.
+void watchParent(GObject *object, GParamSpec *, gpointer)
+{
+    if (GstObject *parent = gst_object_get_parent(GST_OBJECT(object))) {
+        if (GST_IS_ELEMENT(parent))
+            g_signal_connect(parent, "pad-added", G_CALLBACK(guardNewInput), nullptr);
+        gst_object_unref(parent);
+    }
+}
+
+GstPadProbeReturn noteFinish(GstPad *, GstPadProbeInfo *info, gpointer data)
+{
+    if (GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) == GST_EVENT_EOS) {
+        auto *self = static_cast<RecordingEncoder *>(data);
+        g_mutex_lock(&self->lock);
+        self->finished = true;
+        g_cond_broadcast(&self->finishedChanged);
+        g_mutex_unlock(&self->lock);
+    }
+    return GST_PAD_PROBE_OK;
+}
+
+// The muxer is encodebin's; it is there, beside this element, before the first frame.
+void watchSiblingMuxer(RecordingEncoder *self)
+{
+    GstObject *parent = gst_object_get_parent(GST_OBJECT(self));
     if (!parent)
         return;
     if (GST_IS_BIN(parent)) {
         GstIterator *children = gst_bin_iterate_elements(GST_BIN(parent));
         GValue item = G_VALUE_INIT;
         while (gst_iterator_next(children, &item) == GST_ITERATOR_OK) {
-            GObject *child = G_OBJECT(g_value_get_object(&item));
-            if (g_object_class_find_property(G_OBJECT_GET_CLASS(child), "fragment-duration"))
+            auto *child = GST_ELEMENT(g_value_get_object(&item));
+            if (!self->muxerSource
+                && g_object_class_find_property(G_OBJECT_GET_CLASS(child), "fragment-duration")) {
                 g_object_set(child, "fragment-duration", fragmentMs, nullptr);
+                self->muxerSource = gst_element_get_static_pad(child, "src");
+                if (self->muxerSource)
+                    self->muxerProbe =
+                        gst_pad_add_probe(self->muxerSource, GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM,
+                                          noteFinish, self, nullptr);
+            }
             g_value_reset(&item);
         }
         g_value_unset(&item);
@@ -85,11 +193,44 @@ void fragmentSiblingMuxer(GstElement *element)
     gst_object_unref(parent);
 }
 
+// Qt 6.4 ends a recording on any pipeline error (a camera pulled out, say) by sending the end of
+// stream and tearing the encoder down at once, before the muxer has written the file's end: the
+// file is left without its duration. Qt pauses the pipeline while it unlinks the recording, so the
+// end is sent and written at the pause. The window changes nothing else in the capture session
+// while it records, so a pause means the recording is ending.
+void finishFile(RecordingEncoder *self)
+{
+    if (!self->muxerSource || gst_pad_get_last_flow_return(self->muxerSource) != GST_FLOW_OK)
+        return;
+    GstPad *sink = gst_element_get_static_pad(GST_ELEMENT(self), "sink");
+    gst_pad_send_event(sink, gst_event_new_eos()); // refused where the end already went through
+    gst_object_unref(sink);
+    const gint64 deadline = g_get_monotonic_time() + finishWaitUs;
+    g_mutex_lock(&self->lock);
+    while (!self->finished && g_cond_wait_until(&self->finishedChanged, &self->lock, deadline)) { }
+    g_mutex_unlock(&self->lock);
+}
+
 GstStateChangeReturn changeState(GstElement *element, GstStateChange transition)
 {
+    auto *self = reinterpret_cast<RecordingEncoder *>(element);
     if (transition == GST_STATE_CHANGE_NULL_TO_READY)
-        fragmentSiblingMuxer(element);
+        watchSiblingMuxer(self);
+    else if (transition == GST_STATE_CHANGE_PLAYING_TO_PAUSED)
+        finishFile(self);
     return parentClass->change_state(element, transition);
+}
+
+void finalizeInstance(GObject *object)
+{
+    auto *self = reinterpret_cast<RecordingEncoder *>(object);
+    if (self->muxerSource) {
+        gst_pad_remove_probe(self->muxerSource, self->muxerProbe);
+        gst_object_unref(self->muxerSource);
+    }
+    g_mutex_clear(&self->lock);
+    g_cond_clear(&self->finishedChanged);
+    G_OBJECT_CLASS(parentClass)->finalize(object);
 }
 
 void initClass(gpointer klass, gpointer)
@@ -97,6 +238,7 @@ void initClass(gpointer klass, gpointer)
     parentClass = GST_ELEMENT_CLASS(g_type_class_peek_parent(klass));
     GstElementClass *elementClass = GST_ELEMENT_CLASS(klass);
     elementClass->change_state = changeState;
+    G_OBJECT_CLASS(klass)->finalize = finalizeInstance;
     gst_element_class_add_static_pad_template(elementClass, &sinkTemplate);
     gst_element_class_add_static_pad_template(elementClass, &srcTemplate);
     gst_element_class_set_static_metadata(elementClass, "Tarvelo recording encoder",
@@ -115,8 +257,8 @@ void registerRecordingEncoder()
         const guint rank = gst_plugin_feature_get_rank(GST_PLUGIN_FEATURE(x264)) + 1;
         gst_object_unref(x264);
         const GType type = g_type_register_static_simple(
-            GST_TYPE_BIN, "TarveloRecordingEncoder", sizeof(GstBinClass), initClass, sizeof(GstBin),
-            initInstance, GTypeFlags(0));
+            GST_TYPE_BIN, "TarveloRecordingEncoder", sizeof(GstBinClass), initClass,
+            sizeof(RecordingEncoder), initInstance, GTypeFlags(0));
         return bool(gst_element_register(nullptr, elementName, rank, type));
     }();
     (void)registered;

@@ -81,6 +81,7 @@ void MainWindow::recoverFromMissingFrames(quint64 generation)
     const bool useCompatibleFormat = noFrameRetries >= maximumRetries;
     setConnectionBadge(tr("●  正在重试"), QStringLiteral("waiting"));
     statusCard->setText(tr("尚未收到画面，正在重新建立摄像头连接（%1/2）…").arg(noFrameRetries));
+    endRecordingForReconnection();
     stopCamera();
     QTimer::singleShot(retryPauseMs, this, [this, device, generation, useCompatibleFormat] {
         startCamera(device, generation, useCompatibleFormat);

@@ -10,6 +10,7 @@ struct MediaProbe
     bool readable = false;
     QString container; // e.g. "video/quicktime, variant=(string)iso"
     QString videoCaps; // e.g. "video/x-h264, ..., chroma-format=(string)4:2:0"; empty: no video
+    QString profile; // of the video codec, e.g. "high"; "main" and "high" are 4:2:0 8-bit only
     double seconds = -1;
 
     static MediaProbe of(const QString &path)
@@ -28,6 +29,9 @@ struct MediaProbe
         probe.readable = !text.contains(QStringLiteral("An error was encountered"));
         probe.container = find(QStringLiteral("^\\s*container #\\d+: (.+)$"));
         probe.videoCaps = find(QStringLiteral("^\\s*video #\\d+: (.+)$"));
+        probe.profile = QRegularExpression(QStringLiteral("profile=\\(string\\)([\\w-]+)"))
+                            .match(probe.videoCaps)
+                            .captured(1);
         const QStringList hms = find(QStringLiteral("^\\s*Duration: ([\\d:.]+)$")).split(u':');
         if (hms.size() == 3)
             probe.seconds = hms[0].toDouble() * 3600 + hms[1].toDouble() * 60 + hms[2].toDouble();

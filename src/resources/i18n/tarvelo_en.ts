@@ -464,6 +464,34 @@
         <translation>Recording error: %1</translation>
     </message>
     <message>
+        <source>视频保存目录不可写入</source>
+        <translation>the videos folder cannot be written to</translation>
+    </message>
+    <message>
+        <source>没有录下可播放的画面</source>
+        <translation>nothing playable was recorded</translation>
+    </message>
+    <message>
+        <source>%1，已保存出错前录下的部分：%2</source>
+        <translation>%1; what was recorded before is saved: %2</translation>
+    </message>
+    <message>
+        <source>摄像头重新连接，录像已结束并保存：%1</source>
+        <translation>Reconnecting the camera ended the recording; saved: %1</translation>
+    </message>
+    <message>
+        <source>视频保存目录在录像时被删除</source>
+        <translation>the videos folder was removed during the recording</translation>
+    </message>
+    <message>
+        <source>磁盘空间已满</source>
+        <translation>the disk is full</translation>
+    </message>
+    <message>
+        <source>录像意外中断</source>
+        <translation>the recording stopped unexpectedly</translation>
+    </message>
+    <message>
         <source>文本文件 (*.txt)</source>
         <translation>Text Files (*.txt)</translation>
     </message>
