@@ -22,8 +22,10 @@
 
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <random>
+#include <sys/prctl.h>
 #include <thread>
 #include <unistd.h>
 
@@ -97,6 +99,8 @@ int stress(quint32 seed, int actions, MainWindowTestAccess &access)
     QList<QProcess *> busy;
     for (int i = 0; i < 2; ++i) {
         auto *loop = new QProcess;
+        // Gone with this process, also when a hang ends it.
+        loop->setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
         loop->start(QStringLiteral("sh"),
                     {QStringLiteral("-c"), QStringLiteral("while :; do :; done")});
         busy << loop;

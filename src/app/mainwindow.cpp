@@ -3,6 +3,7 @@
 #include "app/settingskeys.h"
 #include "controls/nativecameracontrols.h"
 #include "preview/videopreviewwidget.h"
+#include "session/standinsink.h"
 
 #include <QCamera>
 #include <QMediaRecorder>
@@ -15,6 +16,7 @@ MainWindow::MainWindow(QWidget *parent)
     nativeControls = createNativeCameraControls();
 
     recorder = std::make_unique<QMediaRecorder>();
+    keepStandInSinksFromPrerolling(); // before the first session makes its stand-in
     captureSession = std::make_unique<QMediaCaptureSession>();
     captureSession->setRecorder(recorder.get());
     // Queued: the recorder reports its stop from inside its pipeline's message handling.
