@@ -26,8 +26,6 @@ void PreviewItem::showFrame(const QVideoFrame &newFrame)
 {
     frame = newFrame;
     ++frameNumber;
-    if (frame.isValid())
-        lastFrameSize = frame.size();
     if (!frame.isValid()) {
         clearedAt = frameNumber;
         picture = QImage();
@@ -35,6 +33,7 @@ void PreviewItem::showFrame(const QVideoFrame &newFrame)
         update();
         return;
     }
+    lastFrameSize = frame.size();
     if (wanted.isEmpty())
         update(); // the first paint tells the size to convert for
     convertLatest();
