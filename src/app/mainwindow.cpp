@@ -31,7 +31,6 @@ MainWindow::MainWindow(QWidget *parent)
     deviceChangeTimer.setInterval(700);
     connect(&deviceChangeTimer, &QTimer::timeout, this, &MainWindow::refreshDevices);
     watchForStalls();
-    watchRecordingStarts();
 
     connect(&mediaDevices, &QMediaDevices::videoInputsChanged, this,
             &MainWindow::handleDeviceChange);

@@ -80,7 +80,6 @@ void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
 void MainWindow::stopCamera()
 {
     lockHardwareControls();
-    resumeRecording = false;
     // The file is finished while this camera still feeds the pipeline: see retireCamera.
     if (recorder->recorderState() == QMediaRecorder::RecordingState)
         stopRecording();
@@ -127,7 +126,6 @@ void MainWindow::adoptRecorder()
     if (recorder->recorderState() == QMediaRecorder::StoppedState
         && recorder->captureSession() != captureSession.get()) {
         captureSession->setRecorder(recorder.get());
-        resumeRecordingIfReady();
     }
 }
 
@@ -139,7 +137,6 @@ void MainWindow::toggleCamera()
     if (active && recorder->recorderState() == QMediaRecorder::RecordingState)
         stopRecording();
     previewRequested = !active;
-    resumeRecording = false;
     if (active)
         camera->stop();
     else
@@ -196,5 +193,4 @@ void MainWindow::handleVideoFrame(const QVideoFrame &frame)
     frameReceived = true;
     setConnectionBadge(tr("●  预览正常"), QStringLiteral("ready"));
     statusCard->setText(tr("预览正常：%1 × %2").arg(frame.width()).arg(frame.height()));
-    resumeRecordingIfReady();
 }
