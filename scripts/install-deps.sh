@@ -17,6 +17,8 @@ packages=(
     # H.264 encoder for recordings; decoder and gst-discoverer-1.0 to check them
     gstreamer1.0-plugins-ugly gstreamer1.0-libav gstreamer1.0-plugins-base-apps
     xvfb xauth x11-utils fonts-noto-cjk
+    # the stress benchmark prints every thread's stack when the window hangs
+    gdb
     # packaging: the .deb (dpkg-shlibdeps reads ELF files with file) and the validators
     dpkg-dev file desktop-file-utils appstream
     g++-mingw-w64-x86-64 mingw-w64-x86-64-dev binutils-mingw-w64-x86-64

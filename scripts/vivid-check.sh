@@ -16,8 +16,10 @@ case $build in
 /tmp | /tmp/*) fail "$build is under /tmp, which the virtual machine replaces; build elsewhere" ;;
 esac
 
-# What the rig boots with; installed on first use.
-rig_packages=(qemu-system-x86 linux-image-amd64 v4l-utils busybox-static)
+# What the rig boots with, and what the whole-window checks drive the program with (a display, the
+# accessibility bus); installed on first use.
+rig_packages=(qemu-system-x86 linux-image-amd64 v4l-utils busybox-static xvfb x11-utils dbus
+    at-spi2-core gir1.2-atspi-2.0 python3-gi python3-pyatspi imagemagick)
 missing=()
 for package in "${rig_packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' \
@@ -39,4 +41,4 @@ fi
 count=$(cd "$build" && ctest -N -L vivid | sed -n 's/^Total Tests: //p')
 [ "${count:-0}" -gt 0 ] || fail "$build has no tests labelled vivid"
 
-exec "$rig" -t "${VIVID_TIMEOUT:-300}" "cd $(printf %q "$build") && ctest -L vivid --output-on-failure"
+exec "$rig" -t "${VIVID_TIMEOUT:-600}" "cd $(printf %q "$build") && ctest -L vivid --output-on-failure"

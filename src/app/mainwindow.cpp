@@ -2,10 +2,12 @@
 
 #include "app/settingskeys.h"
 #include "controls/nativecameracontrols.h"
+#include "preview/videopreviewwidget.h"
 
 #include <QCamera>
 #include <QMediaRecorder>
 #include <QSettings>
+#include <QVideoSink>
 
 MainWindow::MainWindow(QWidget *parent)
     : QMainWindow(parent)
@@ -39,16 +41,21 @@ MainWindow::MainWindow(QWidget *parent)
 }
 
 // No event loop runs after the window closes, so a running recording is finished here, while its
-// camera still feeds the pipeline. The camera is then retired as stopCamera does it: destroying it
-// in place can deadlock Qt 6.4. The members go in reverse order of declaration (pending snapshots
-// are written, then the recorder, the native controls and the camera go); the widgets go with the
-// QMainWindow base.
+// camera still feeds the pipeline. Before that nested loop, everything that could start work again
+// is silenced: the timers stop, pending delayed work finds a newer generation, and neither frames
+// nor the camera reach the window. The camera is then retired as stopCamera does it:
+// destroying it in place can deadlock Qt 6.4. The members go in reverse order of declaration
+// (pending snapshots are written, then the recorder, the native controls and the camera go); the
+// widgets go with the QMainWindow base.
 MainWindow::~MainWindow()
 {
     ++sessionGeneration;
-    deviceChangeTimer.stop();
+    for (QTimer *timer : {&deviceChangeTimer, &stallTimer})
+        timer->stop();
     disconnect(&mediaDevices, nullptr, this, nullptr);
-    stallTimer.stop(); // a stall recovery would prepare a camera in the loop finishRecording runs
+    disconnect(preview->videoSink(), nullptr, this, nullptr);
+    if (camera)
+        disconnect(camera.get(), nullptr, this, nullptr);
     finishRecording();
     retireCamera();
 }

@@ -57,6 +57,9 @@ private slots:
 private:
     friend class MainWindowTestAccess;
 
+    // The connection badge's colours (the style sheet's "state" property).
+    enum class BadgeState { Ready, Waiting, Error };
+
     // app/
     struct UiHandles;
     void buildUi();
@@ -74,7 +77,8 @@ private:
     // session/
     void requestCameraPermission();
     void prepareDevice(const QCameraDevice &device);
-    void startCamera(const QCameraDevice &device, quint64 generation, bool useCompatibleFormat);
+    void startCamera(const QCameraDevice &device, quint64 generation, bool useCompatibleFormat,
+                     const QCameraFormat &keptFormat = {});
     void stopCamera();
     void wireCamera();
     void retireCamera();
@@ -82,10 +86,12 @@ private:
     void handleVideoFrame(const QVideoFrame &frame);
     void populateFormats(const QCameraDevice &device);
     void armNoFrameWatchdog(quint64 generation);
-    void recoverFromMissingFrames(quint64 generation);
+    void recoverFromMissingFrames(quint64 generation, bool stalled = false,
+                                  const QCameraFormat &keptFormat = {});
     void watchForStalls();
     void recoverFromStall();
-    void setConnectionBadge(const QString &text, const QString &state);
+    void giveBackRetriesOnceSteady(quint64 generation);
+    void setConnectionBadge(const QString &text, BadgeState state);
     static void clearLayout(QLayout *layout);
 
     // controls/
@@ -123,6 +129,7 @@ private:
     QTimer deviceChangeTimer;
     // Restarted by every frame; runs out when a stream falls silent after it delivered.
     QTimer stallTimer;
+    quint64 stallGeneration = 0;
     // Renewed for every camera, see retireCamera.
     std::unique_ptr<QMediaCaptureSession> captureSession;
     std::unique_ptr<QCamera> camera;

@@ -159,7 +159,7 @@ QFrame *MainWindow::buildHeader(QWidget *parent, UiHandles &ui)
 
     connectionBadge = new QLabel(tr("●  正在连接"), ui.headerBar);
     connectionBadge->setObjectName(QStringLiteral("connectionBadge"));
-    connectionBadge->setProperty("state", QStringLiteral("waiting"));
+    setConnectionBadge(connectionBadge->text(), BadgeState::Waiting);
     headerLayout->addWidget(connectionBadge);
     return ui.headerBar;
 }

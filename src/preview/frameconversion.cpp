@@ -178,9 +178,10 @@ bool convertMapped(const QVideoFrame &frame, QSize size, QImage &image,
                 return false;
             argb = scaled[0].data();
         }
-        return libyuv::ARGBScale(argb, argbStride, frame.width(), frame.height(), out, outStride, w,
-                                 h, libyuv::kFilterBox)
-            == 0;
+        // As for YUV below: a box filter only where it pays, when shrinking to half or less.
+        const bool far = frame.width() >= 2 * w && frame.height() >= 2 * h;
+        return !libyuv::ARGBScale(argb, argbStride, frame.width(), frame.height(), out, outStride,
+                                  w, h, far ? libyuv::kFilterBox : libyuv::kFilterBilinear);
     }
 
     const Format::PixelFormat format = frame.pixelFormat();

@@ -34,8 +34,6 @@ VideoPreviewWidget::VideoPreviewWidget(QWidget *parent)
 
     connect(videoItem->videoSink(), &QVideoSink::videoFrameChanged, this,
             &VideoPreviewWidget::handleFrame);
-    connect(videoItem, &QGraphicsVideoItem::nativeSizeChanged, this,
-            &VideoPreviewWidget::fitToView);
 }
 
 VideoPreviewWidget::~VideoPreviewWidget() = default;
@@ -85,7 +83,7 @@ void VideoPreviewWidget::resizeEvent(QResizeEvent *event)
 
 void VideoPreviewWidget::fitToView()
 {
-    if (videoItem->nativeSize().isEmpty())
+    if (videoItem->frameSize().isEmpty())
         return;
     fittedRect = videoItem->sceneBoundingRect();
     scene->setSceneRect(fittedRect);

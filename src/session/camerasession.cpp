@@ -20,7 +20,7 @@ void MainWindow::prepareDevice(const QCameraDevice &device)
     currentDeviceName = device.description();
     currentDeviceId = device.id();
     noFrameRetries = 0;
-    setConnectionBadge(tr("●  正在启动"), QStringLiteral("waiting"));
+    setConnectionBadge(tr("●  正在启动"), BadgeState::Waiting);
     statusCard->setText(tr("正在准备：%1").arg(device.description()));
 
     QTimer::singleShot(500, this,
@@ -28,7 +28,7 @@ void MainWindow::prepareDevice(const QCameraDevice &device)
 }
 
 void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
-                             bool useCompatibleFormat)
+                             bool useCompatibleFormat, const QCameraFormat &keptFormat)
 {
     if (generation != sessionGeneration)
         return;
@@ -42,15 +42,14 @@ void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
     // has just started waits for this thread: each start stalled for seconds, or for good.
     populateFormats(device);
 
-    if (useCompatibleFormat) {
-        const QCameraFormat compatible = chooseCompatibleFormat(device.videoFormats());
-        if (!compatible.isNull()) {
-            camera->setCameraFormat(compatible);
-            const int index = formatCombo->findData(QVariant::fromValue(compatible), Qt::UserRole,
-                                                    Qt::MatchExactly);
-            if (index >= 0)
-                formatCombo->setCurrentIndex(index);
-        }
+    const QCameraFormat format =
+        useCompatibleFormat ? chooseCompatibleFormat(device.videoFormats()) : keptFormat;
+    if (!format.isNull()) {
+        camera->setCameraFormat(format);
+        const int index =
+            formatCombo->findData(QVariant::fromValue(format), Qt::UserRole, Qt::MatchExactly);
+        if (index >= 0)
+            formatCombo->setCurrentIndex(index);
     }
 
     wireCamera();
@@ -65,7 +64,7 @@ void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
     snapshotButton->setEnabled(true);
     recordButton->setEnabled(true);
     frameReceived = false;
-    setConnectionBadge(tr("●  正在启动"), QStringLiteral("waiting"));
+    setConnectionBadge(tr("●  正在启动"), BadgeState::Waiting);
     statusCard->setText(useCompatibleFormat
                             ? tr("正在使用兼容格式重试：%1").arg(device.description())
                             : tr("正在启动：%1").arg(device.description()));
@@ -150,9 +149,9 @@ void MainWindow::updateCameraState()
     const bool active = camera->isActive();
     primaryButton->setText(active ? tr("停止预览") : tr("启动预览"));
     if (!active)
-        setConnectionBadge(tr("●  已停止"), QStringLiteral("waiting"));
+        setConnectionBadge(tr("●  已停止"), BadgeState::Waiting);
     else if (!frameReceived)
-        setConnectionBadge(tr("●  等待画面"), QStringLiteral("waiting"));
+        setConnectionBadge(tr("●  等待画面"), BadgeState::Waiting);
     statusCard->setText(active ? tr("摄像头正在运行") : tr("摄像头已停止"));
 }
 
@@ -160,7 +159,7 @@ void MainWindow::showCameraError()
 {
     if (!camera || camera->error() == QCamera::NoError)
         return;
-    setConnectionBadge(tr("●  摄像头错误"), QStringLiteral("error"));
+    setConnectionBadge(tr("●  摄像头错误"), BadgeState::Error);
     statusCard->setText(tr("摄像头错误：%1").arg(camera->errorString()));
 }
 
@@ -188,9 +187,14 @@ void MainWindow::handleVideoFrame(const QVideoFrame &frame)
         || !isOfFormat(frame, camera->cameraFormat()))
         return;
     stallTimer.start();
+    stallGeneration = sessionGeneration;
     if (frameReceived)
         return;
     frameReceived = true;
-    setConnectionBadge(tr("●  预览正常"), QStringLiteral("ready"));
-    statusCard->setText(tr("预览正常：%1 × %2").arg(frame.width()).arg(frame.height()));
+    setConnectionBadge(tr("●  预览正常"), BadgeState::Ready);
+    statusCard->setText(noFrameRetries > 0
+                            ? tr("画面已恢复：%1 × %2").arg(frame.width()).arg(frame.height())
+                            : tr("预览正常：%1 × %2").arg(frame.width()).arg(frame.height()));
+    if (noFrameRetries > 0)
+        giveBackRetriesOnceSteady(sessionGeneration);
 }

@@ -1,7 +1,7 @@
 #include "app/mainwindow.h"
 
 #include "app/settingskeys.h"
-#include "session/multimediabackend.h"
+#include "session/cameralist.h"
 
 #include <QCamera>
 #include <QComboBox>
@@ -11,35 +11,6 @@
 #include <QSettings>
 #include <QSignalBlocker>
 #include <QWidget>
-
-#include <algorithm>
-
-namespace {
-// The cameras to offer, in the multimedia layer's order.
-QList<QCameraDevice> listedCameras()
-{
-    const QList<QCameraDevice> devices = QMediaDevices::videoInputs();
-#if TARVELO_GSTREAMER_QT64
-    // Qt 6.4's GStreamer back end lists a V4L2 camera twice (its own probe and the monitor's
-    // announcement) and keeps the older entry after the camera is unplugged, where it never
-    // delivers a frame again. Of entries that look alike, only the newest is live.
-    const auto looksAlike = [](const QCameraDevice &a, const QCameraDevice &b) {
-        return a.description() == b.description() && a.videoFormats() == b.videoFormats();
-    };
-    QList<QCameraDevice> live;
-    for (auto it = devices.crbegin(); it != devices.crend(); ++it) {
-        const bool newerListed =
-            std::any_of(live.cbegin(), live.cend(),
-                        [&](const QCameraDevice &newer) { return looksAlike(*it, newer); });
-        if (!newerListed)
-            live.prepend(*it);
-    }
-    return live;
-#else
-    return devices;
-#endif
-}
-} // namespace
 
 void MainWindow::refreshDevices()
 {
@@ -57,7 +28,7 @@ void MainWindow::refreshDevices()
             const QCameraDevice &device = devices.at(i);
             deviceCombo->addItem(device.description(), device.id());
             const bool remembered = !lastDeviceId.isEmpty() && device.id() == lastDeviceId;
-            const bool fallbackToDefault = lastDeviceId.isEmpty() && device.isDefault();
+            const bool fallbackToDefault = lastDeviceId.isEmpty() && isSystemDefault(device);
             if (remembered || fallbackToDefault)
                 chosen = i;
         }
@@ -86,7 +57,7 @@ void MainWindow::refreshDevices()
     clearLayout(colorExposureLayout);
     clearLayout(lensControlsLayout);
     statusCard->setText(tr("未检测到摄像头，请连接 USB 摄像头后刷新。"));
-    setConnectionBadge(tr("●  未连接"), QStringLiteral("error"));
+    setConnectionBadge(tr("●  未连接"), BadgeState::Error);
     refreshExposureAndZoom();
 }
 

@@ -29,6 +29,10 @@ constexpr bool destroyAtEnd = true;
 // Past the longest an encoder takes to flush its look-ahead.
 constexpr int finishTimeoutMs = 5000;
 
+// A retired session ends in one of four ways: settleMs after it is retired, when no recorder is
+// finishing in it; settleMs after that recorder reports that it stopped or is destroyed; in
+// finishRetiredSessions, deleted or (Qt 6.4, or a file not finished in time) left to the end of
+// the process; or with the application object, its parent, when nothing called that.
 class RetiredSession;
 QList<RetiredSession *> liveSessions;
 bool applicationEnding = false;

@@ -86,6 +86,7 @@ public:
     void openPicturesFolder() { w.openPicturesFolder(); }
     void openVideosFolder() { w.openVideosFolder(); }
     void exportDiagnostics() { w.exportDiagnostics(); }
+    QStringList diagnosticsReport() const { return w.diagnosticsReport(); }
 
 private:
     std::unique_ptr<MainWindow> owned;

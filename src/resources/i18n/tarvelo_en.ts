@@ -272,6 +272,14 @@
         <translation>Preview ready: %1 × %2</translation>
     </message>
     <message>
+        <source>画面已恢复：%1 × %2</source>
+        <translation>Picture restored: %1 × %2</translation>
+    </message>
+    <message>
+        <source>画面中断，正在重新建立摄像头连接（%1/2）…</source>
+        <translation>The picture stopped. Reconnecting the camera (%1/2)…</translation>
+    </message>
+    <message>
         <source>自动（推荐）</source>
         <translation>Auto (Recommended)</translation>
     </message>
