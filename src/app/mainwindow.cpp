@@ -35,7 +35,6 @@ MainWindow::MainWindow(QWidget *parent)
     deviceChangeTimer.setInterval(700);
     connect(&deviceChangeTimer, &QTimer::timeout, this, &MainWindow::refreshDevices);
     watchForStalls();
-    watchRecordingStarts();
 
     connect(&mediaDevices, &QMediaDevices::videoInputsChanged, this,
             &MainWindow::handleDeviceChange);
@@ -53,9 +52,8 @@ MainWindow::MainWindow(QWidget *parent)
 MainWindow::~MainWindow()
 {
     ++sessionGeneration;
-    for (QTimer *timer : {&deviceChangeTimer, &stallTimer, &recordingStartCheck})
+    for (QTimer *timer : {&deviceChangeTimer, &stallTimer})
         timer->stop();
-    resumeRecording = false;
     disconnect(&mediaDevices, nullptr, this, nullptr);
     disconnect(preview->videoSink(), nullptr, this, nullptr);
     if (camera)

@@ -118,9 +118,6 @@ private:
     void startRecording();
     void stopRecording();
     void updateRecordingDuration(qint64 durationMs);
-    void watchRecordingStarts();
-    void restartSilentRecording();
-    void resumeRecordingIfReady();
     void finishRecording();
     void endRecordingForReconnection();
     QString recordingProblem(const QString &file) const;
@@ -133,8 +130,6 @@ private:
     // Restarted by every frame; runs out when a stream falls silent after it delivered.
     QTimer stallTimer;
     quint64 stallGeneration = 0;
-    // Runs out when a recording has had no frame since it started; see restartSilentRecording.
-    QTimer recordingStartCheck;
     // Renewed for every camera, see retireCamera.
     std::unique_ptr<QMediaCaptureSession> captureSession;
     std::unique_ptr<QCamera> camera;
@@ -166,11 +161,6 @@ private:
     bool previewRequested = true;
     qint32 noFrameRetries = 0;
     quint64 sessionGeneration = 0;
-    // A recording restarted with its camera: its empty file, whether it is to begin again once the
-    // new camera delivers, and whether the user's recording had its one restart.
-    QString discardedRecording;
-    bool resumeRecording = false;
-    bool recordingRestarted = false;
     // Why the running recording failed, in the program's words, and whether a reconnection of
     // the camera ended it: both reported when the file is done.
     QString recordingFailure;

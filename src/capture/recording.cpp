@@ -10,7 +10,6 @@
 #include <QDateTime>
 #include <QDir>
 #include <QEventLoop>
-#include <QFile>
 #include <QFileInfo>
 #include <QLabel>
 #include <QMediaFormat>
@@ -27,8 +26,6 @@
 namespace {
 // An encoder flushes its look-ahead of a second or two of frames at the end.
 constexpr int finishRecordingTimeoutMs = 10000;
-// Several frame intervals of the slowest camera worth recording.
-constexpr int recordingStartCheckMs = 1500;
 // Less than this left on the disk when a recording fails: it failed for want of space.
 constexpr qint64 fullDiskBytes = 4 * 1024 * 1024;
 
@@ -58,15 +55,11 @@ void MainWindow::toggleRecording()
         stopRecording();
         return;
     }
-    resumeRecording = false;
-    recordingRestarted = false;
     startRecording();
 }
 
-// Qt 6.4 goes on reporting a recording while it finishes the file: the start check must not see it.
 void MainWindow::stopRecording()
 {
-    recordingStartCheck.stop();
     recorder->stop();
 }
 
@@ -117,16 +110,10 @@ void MainWindow::updateRecorderState()
     formatCombo->setEnabled(!recording && camera);
 
     if (recording) {
-        recordingStartCheck.start();
         statusCard->setText(tr("正在录像…"));
         return;
     }
-    recordingStartCheck.stop();
     const QUrl location = recorder->actualLocation();
-    if (!discardedRecording.isEmpty() && location.toLocalFile() == discardedRecording) {
-        QFile::remove(std::exchange(discardedRecording, QString()));
-        return;
-    }
     if (location.isEmpty())
         return;
     const QString failure = std::exchange(recordingFailure, QString());
@@ -193,39 +180,6 @@ void MainWindow::updateRecordingDuration(qint64 durationMs)
                              .arg((s / 60) % 60, 2, 10, zero)
                              .arg(s % 60, 2, 10, zero);
     recordingStatus->setText(tr("● 正在录像 %1").arg(time));
-}
-
-void MainWindow::watchRecordingStarts()
-{
-    recordingStartCheck.setSingleShot(true);
-    recordingStartCheck.setInterval(recordingStartCheckMs);
-    if constexpr (gstreamerQt64) // see restartSilentRecording
-        connect(&recordingStartCheck, &QTimer::timeout, this, &MainWindow::restartSilentRecording);
-}
-
-// Qt 6.4's GStreamer back end links the encoder into the running stream before it starts the
-// encoder. A frame that arrives in between is refused, and the refusal stops the camera's stream
-// for good: the preview freezes and the file stays empty. Such a recording is ended and its empty
-// file removed, the camera starts afresh, and the recording begins again once a frame is back.
-// Once per recording the user started: a camera that falls silent by itself is the stall
-// watchdog's.
-void MainWindow::restartSilentRecording()
-{
-    if (!camera || !isRecording(*recorder) || recorder->duration() > 0
-        || std::exchange(recordingRestarted, true))
-        return;
-    discardedRecording = recorder->actualLocation().toLocalFile();
-    const QCameraDevice device = camera->cameraDevice();
-    prepareDevice(device); // ends the recording with the camera
-    resumeRecording = true;
-}
-
-void MainWindow::resumeRecordingIfReady()
-{
-    if (resumeRecording && frameReceived && recorder->captureSession() == captureSession.get()) {
-        resumeRecording = false;
-        startRecording();
-    }
 }
 
 // Waits, with a bound, until a stopped recording has written the end of its file. Only for the

@@ -37,6 +37,7 @@ struct RecordingEncoder
     GMutex lock;
     GCond finishedChanged;
     bool finished; // guarded by lock
+    GstClockTime firstTime; // of the recording's first frame, on the camera's clock
 };
 
 GstElementClass *parentClass = nullptr;
@@ -51,6 +52,27 @@ GstElement *makeCapsFilter(const char *caps)
 }
 
 void watchParent(GObject *object, GParamSpec *, gpointer);
+
+// Frames come stamped with the time since the camera started. Left so, the file would begin with
+// that much of nothing (players show the first picture frozen, and the length counts it): the
+// recording starts at its first frame.
+GstPadProbeReturn startAtFirstFrame(GstPad *, GstPadProbeInfo *info, gpointer data)
+{
+    auto *self = static_cast<RecordingEncoder *>(data);
+    GstBuffer *buffer = GST_PAD_PROBE_INFO_BUFFER(info);
+    if (!GST_BUFFER_PTS_IS_VALID(buffer))
+        return GST_PAD_PROBE_OK;
+    if (!GST_CLOCK_TIME_IS_VALID(self->firstTime))
+        self->firstTime = GST_BUFFER_PTS(buffer);
+    if (GST_BUFFER_PTS(buffer) < self->firstTime)
+        return GST_PAD_PROBE_DROP;
+    buffer = gst_buffer_make_writable(buffer);
+    GST_BUFFER_PTS(buffer) -= self->firstTime;
+    if (GST_BUFFER_DTS_IS_VALID(buffer))
+        GST_BUFFER_DTS(buffer) = GST_BUFFER_PTS(buffer);
+    GST_PAD_PROBE_INFO_DATA(info) = buffer;
+    return GST_PAD_PROBE_OK;
+}
 
 void initInstance(GTypeInstance *instance, gpointer)
 {
@@ -67,6 +89,10 @@ void initInstance(GTypeInstance *instance, gpointer)
     gst_util_set_object_arg(G_OBJECT(encoder), "speed-preset", speedPreset);
     g_object_set(encoder, "quantizer", constantQuality, "key-int-max", keyframeIntervalFrames,
                  nullptr);
+    self->firstTime = GST_CLOCK_TIME_NONE;
+    GstPad *rawSink = gst_element_get_static_pad(raw, "sink");
+    gst_pad_add_probe(rawSink, GST_PAD_PROBE_TYPE_BUFFER, startAtFirstFrame, self, nullptr);
+    gst_object_unref(rawSink);
     gst_bin_add_many(bin, raw, encoder, coded, nullptr);
     gst_element_link_many(raw, encoder, coded, nullptr);
 

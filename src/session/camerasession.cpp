@@ -79,7 +79,6 @@ void MainWindow::startCamera(const QCameraDevice &device, quint64 generation,
 void MainWindow::stopCamera()
 {
     lockHardwareControls();
-    resumeRecording = false;
     // The file is finished while this camera still feeds the pipeline: see retireCamera.
     if (recorder->recorderState() == QMediaRecorder::RecordingState)
         stopRecording();
@@ -126,7 +125,6 @@ void MainWindow::adoptRecorder()
     if (recorder->recorderState() == QMediaRecorder::StoppedState
         && recorder->captureSession() != captureSession.get()) {
         captureSession->setRecorder(recorder.get());
-        resumeRecordingIfReady();
     }
 }
 
@@ -138,7 +136,6 @@ void MainWindow::toggleCamera()
     if (active && recorder->recorderState() == QMediaRecorder::RecordingState)
         stopRecording();
     previewRequested = !active;
-    resumeRecording = false;
     if (active)
         camera->stop();
     else
@@ -200,5 +197,4 @@ void MainWindow::handleVideoFrame(const QVideoFrame &frame)
                             : tr("预览正常：%1 × %2").arg(frame.width()).arg(frame.height()));
     if (noFrameRetries > 0)
         giveBackRetriesOnceSteady(sessionGeneration);
-    resumeRecordingIfReady();
 }
