@@ -137,7 +137,9 @@ void MainWindow::updateRecorderState()
 // the folder or the disk, where that is the cause.
 void MainWindow::showRecorderError()
 {
-    if (recorder->error() == QMediaRecorder::NoError)
+    // Qt 6.4 passes the camera's own stream errors to an idle recorder too.
+    const bool wasRecording = recordButton->property("recording").toBool();
+    if (recorder->error() == QMediaRecorder::NoError || (!wasRecording && !isRecording(*recorder)))
         return;
     recordingFailure = recordingProblem(recorder->actualLocation().toLocalFile());
     if (recordingFailure.isEmpty())

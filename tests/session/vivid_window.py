@@ -2,7 +2,8 @@
 """The built program in its own process, default settings, against vivid, driven over AT-SPI
 (exit 77 without vivid). A stream that dies: the retry within 4 s, then a moving picture or "no
 video", never "live" over a still picture. Control edits reach the driver. Unplugged: the node is
-let go; replugged: picture and controls come back.   vivid_window.py PROGRAM ATSPI_RIG"""
+let go; replugged: picture and controls come back. A recording is 4:2:0 H.264.
+    vivid_window.py PROGRAM ATSPI_RIG"""
 import glob, os, subprocess, sys, tempfile, time
 
 if not any("-vid-cap" in open(p).read() for p in glob.glob("/sys/class/video4linux/*/name")):
@@ -73,8 +74,23 @@ with qd.launch([program], extra_env={"LANG": "zh_CN.UTF-8"}, timeout=120) as app
     opening = driver("brightness")
     qd.set_value(app.find(role="spin button", label="亮度"), 200)
     qd.wait_until(lambda: driver("brightness") == 200, 10, desc="brightness 200 on the driver")
-    qd.click(app.find(role="push button", name="恢复初始设置"))
+    qd.click(app.find(role=("push button", "button"), name="恢复初始设置"))  # "button" on Qt 6.8
     qd.wait_until(lambda: driver("brightness") == opening, 10, desc="brightness restored")
+
+    # A recording on the real driver is H.264 4:2:0, which every player opens.
+    qd.switch_tab(app, "拍摄与画面")
+    record = app.find(role=("push button", "button"), name="开始录像")
+    qd.click(record)
+    qd.wait_until(lambda: qd.name(record) == "停止录像", 30, desc="the recording started")
+    time.sleep(4)
+    qd.click(record)
+    qd.wait_until(lambda: qd.name(status).startswith("录像"), 60, desc="the recording ended")
+    saved = qd.name(status).partition("录像已保存：")[2]
+    media = subprocess.run(["gst-discoverer-1.0", "-v", saved or "/nonexistent"],
+                           capture_output=True, text=True).stdout
+    if "video/x-h264" not in media or "chroma-format=(string)4:2:0" not in media:
+        failures.append("recording: %s, %s" % (qd.name(status), media.count("4:2:")))
+    print("recording:", qd.name(status))
 
     with open("/sys/bus/platform/drivers/vivid/unbind", "w") as unbind:
         unbind.write("vivid.0")
