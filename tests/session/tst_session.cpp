@@ -181,7 +181,6 @@ private slots:
                                 << "摄像头权限已被拒绝。请在系统设置的“隐私与安全性 → "
                                    "摄像头”中允许本软件。";
         QTest::newRow("asked, denied") << asked << Status::Denied << -1 << notGranted;
-        QTest::newRow("asked, no answer") << asked << asked << -1 << notGranted;
     }
 
     void opensCamera()

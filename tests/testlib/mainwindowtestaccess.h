@@ -44,13 +44,11 @@ public:
     QTabWidget *controlTabs() const { return w.findChild<QTabWidget *>("controlTabs"); }
 
     QCamera *camera() const { return w.camera.get(); }
-    NativeCameraControls *nativeControls() const { return w.nativeControls.get(); }
     QMediaDevices &mediaDevices() const { return w.mediaDevices; }
     QTimer &deviceChangeTimer() const { return w.deviceChangeTimer; }
     QString currentDeviceName() const { return w.currentDeviceName; }
     QByteArray currentDeviceId() const { return w.currentDeviceId; }
     bool frameReceived() const { return w.frameReceived; }
-    bool previewRequested() const { return w.previewRequested; }
     qint32 noFrameRetries() const { return w.noFrameRetries; }
 
     QString badgeText() const { return w.connectionBadge->text(); }
@@ -67,7 +65,6 @@ public:
         w.currentDeviceName = device;
         w.rebuildHardwareControls();
     }
-    QString presetGroupKey() const { return w.presetGroupKey(); }
     void handleDeviceChange() { w.handleDeviceChange(); }
     void showExposureAndZoom(const ExposureAndZoom &reported) { w.showExposureAndZoom(reported); }
     QSlider *exposureCompSlider() const { return w.exposureCompSlider; }
@@ -83,8 +80,6 @@ public:
     void takeSnapshot() { w.takeSnapshot(); }
     void toggleRecording() { w.toggleRecording(); }
     void updateRecordingDuration(qint64 ms) { w.updateRecordingDuration(ms); }
-    void openPicturesFolder() { w.openPicturesFolder(); }
-    void openVideosFolder() { w.openVideosFolder(); }
     void exportDiagnostics() { w.exportDiagnostics(); }
     QStringList diagnosticsReport() const { return w.diagnosticsReport(); }
 
