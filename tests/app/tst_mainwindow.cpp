@@ -1,3 +1,4 @@
+#include "app/theme.h"
 #include "mainwindowtestaccess.h"
 #include "testmain.h"
 #include "videopreviewwidgettestaccess.h"
@@ -128,6 +129,14 @@ private slots:
         const QString changed = QStringLiteral("1 0 270, preview 1 0 270, tab 1");
         QCOMPARE(orientation(access), changed);
         QCOMPARE(orientation(MainWindowTestAccess()), changed);
+    }
+
+    // The style sheet colours the badge anew at each change of state; last, as it styles the
+    // whole application.
+    void badgeColours()
+    {
+        Theme::apply(*qApp);
+        QCOMPARE(MainWindowTestAccess().badgeColours().join(u' '), "#18794e #6e6e73 #c93442");
     }
 };
 

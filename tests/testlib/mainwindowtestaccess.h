@@ -53,6 +53,17 @@ public:
 
     QString badgeText() const { return w.connectionBadge->text(); }
     QString badgeState() const { return w.connectionBadge->property("state").toString(); }
+    // The badge's text colour for each state, in the order of BadgeState.
+    QStringList badgeColours() const
+    {
+        QStringList colours;
+        for (auto state : {MainWindow::BadgeState::Ready, MainWindow::BadgeState::Waiting,
+                           MainWindow::BadgeState::Error}) {
+            w.setConnectionBadge(QStringLiteral("●"), state);
+            colours << w.connectionBadge->palette().color(QPalette::WindowText).name();
+        }
+        return colours;
+    }
     QString status() const { return w.statusCard->text(); }
 
     QVBoxLayout *colorExposureLayout() const { return w.colorExposureLayout; }
