@@ -5,6 +5,10 @@
 #include <QLabel>
 #include <QSettings>
 
+#include <functional>
+#include <optional>
+#include <utility>
+
 namespace {
 QString valueKey(int id)
 {
@@ -24,6 +28,25 @@ void addFailure(QStringList &failed, const QString &name)
 }
 // The refused controls' stored names with the count of accepted ones, or the plain success. The
 // "、" joins the names in every language.
+// Sends every control the value `target` gives and, where it gives one, the automatic mode; the
+// names of those that refused go to `failed`. Returns how many took their value.
+int sendToEveryControl(
+    NativeCameraControls &controls, QStringList &failed,
+    const std::function<std::pair<int, std::optional<bool>>(const NativeControl &)> &target)
+{
+    int taken = 0;
+    for (const NativeControl &control : controls.controls()) {
+        const auto [value, automatic] = target(control);
+        if (controls.setValue(control.id, value))
+            ++taken;
+        else
+            failed.append(control.name);
+        if (automatic && !controls.setAutomatic(control.id, *automatic))
+            addFailure(failed, control.name);
+    }
+    return taken;
+}
+
 QString outcome(const QStringList &failed, int succeeded, const QString &partial,
                 const QString &success)
 {
@@ -111,16 +134,10 @@ void MainWindow::restoreInitialControls()
         return;
 
     QStringList failed;
-    int restored = 0;
-    for (const NativeControl &control : nativeControls->controls()) {
-        if (nativeControls->setValue(control.id, control.initialValue))
-            ++restored;
-        else
-            failed.append(control.name);
-        if (control.supportsAutomatic
-            && !nativeControls->setAutomatic(control.id, control.initialAutomatic))
-            addFailure(failed, control.name);
-    }
+    const int restored = sendToEveryControl(*nativeControls, failed, [](const NativeControl &c) {
+        return std::pair(c.initialValue,
+                         c.supportsAutomatic ? std::optional(c.initialAutomatic) : std::nullopt);
+    });
     rebuildHardwareControls();
 
     statusCard->setText(outcome(failed, restored, tr("部分参数未恢复：%1（成功 %2 项）"),
@@ -135,16 +152,11 @@ void MainWindow::restoreCameraDefaults()
         return;
 
     QStringList failed;
-    int set = 0;
-    for (const NativeControl &control : nativeControls->controls()) {
-        if (nativeControls->setValue(control.id, control.defaultValue))
-            ++set;
-        else
-            failed.append(control.name);
-        if (control.supportsAutomatic && control.defaultAutomatic
-            && !nativeControls->setAutomatic(control.id, true))
-            addFailure(failed, control.name);
-    }
+    const int set = sendToEveryControl(*nativeControls, failed, [](const NativeControl &c) {
+        return std::pair(c.defaultValue,
+                         c.supportsAutomatic && c.defaultAutomatic ? std::optional(true)
+                                                                   : std::nullopt);
+    });
     rebuildHardwareControls();
 
     statusCard->setText(failed.isEmpty()
