@@ -146,10 +146,6 @@ private slots:
         // The key of an unlisted control (pan, 12) does not survive.
         QTest::newRow("save") << "保存参数" << false << ""
                               << " / 保存成功：已保存“Cam”的 6 项参数 / 亮度 50 / 13 keys, 50";
-        QTest::newRow("restore")
-            << "恢复初始设置" << false << "auto 3"
-            << "value 0 50, value 2 50, auto 2 0, value 3 50, auto 3 0, value 8 50, "
-               "value 11 50, auto 11 1, value 16 1 / 部分参数未恢复：饱和度（成功 6 项） / 亮度 50";
         const QString defaults = "value 0 40, value 2 40, value 3 40, value 8 40, value 11 40, "
                                  "auto 11 1, value 16 1 / ";
         QTest::newRow("defaults") << "恢复出厂默认" << false << "value 2, auto 11"

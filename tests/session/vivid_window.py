@@ -1,9 +1,6 @@
 #!/usr/bin/env python3
-"""The built program in its own process, default settings, against vivid, driven over AT-SPI
-(exit 77 without vivid). A stream that dies: the retry within 4 s, then a moving picture or "no
-video", never "live" over a still picture. Control edits reach the driver. Unplugged: the node is
-let go; replugged: picture and controls come back. A recording is 4:2:0 H.264.
-    vivid_window.py PROGRAM ATSPI_RIG"""
+"""The program as users start it, against vivid, over AT-SPI: dead streams retried within 4 s,
+controls, a 4:2:0 H.264 recording, unplug and replug.   vivid_window.py PROGRAM ATSPI_RIG"""
 import glob, os, re, subprocess, sys, tempfile, time
 
 if not any("-vid-cap" in open(p).read() for p in glob.glob("/sys/class/video4linux/*/name")):

@@ -53,16 +53,10 @@ public:
 
     QString badgeText() const { return w.connectionBadge->text(); }
     QString badgeState() const { return w.connectionBadge->property("state").toString(); }
-    // The badge's text colour for each state, in the order of BadgeState.
-    QStringList badgeColours() const
+    QString badgeColour(int state) const // 0 ready, 1 waiting, 2 error
     {
-        QStringList colours;
-        for (auto state : {MainWindow::BadgeState::Ready, MainWindow::BadgeState::Waiting,
-                           MainWindow::BadgeState::Error}) {
-            w.setConnectionBadge(QStringLiteral("●"), state);
-            colours << w.connectionBadge->palette().color(QPalette::WindowText).name();
-        }
-        return colours;
+        w.setConnectionBadge(QStringLiteral("●"), MainWindow::BadgeState(state));
+        return w.connectionBadge->palette().color(QPalette::WindowText).name();
     }
     QString status() const { return w.statusCard->text(); }
 
