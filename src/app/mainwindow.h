@@ -101,6 +101,7 @@ private:
     QWidget *createChoiceRow(const NativeControl &control);
     void refreshExposureAndZoom();
     void showExposureAndZoom(const ExposureAndZoom &reported);
+    void placeZoomSlider();
     void applyExposureCompensation(int sliderValue);
     void applyZoom(int sliderValue);
     QString presetGroupKey() const;

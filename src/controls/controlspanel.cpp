@@ -104,9 +104,7 @@ void MainWindow::rebuildHardwareControls()
 
     const QList<NativeControl> list = nativeControls->controls();
     presetButtonsRow->setEnabled(!list.isEmpty());
-    // The camera's own zoom row stands in for the Qt-level zoom slider, which shows only where Qt
-    // offers a zoom range.
-    zoomSlider->parentWidget()->setVisible(!findControl(list, Zoom) && zoomSlider->isEnabled());
+    placeZoomSlider();
 
     lensControlsLayout->addWidget(createHint(tr("仅显示此摄像头支持的镜头参数。"), this));
 

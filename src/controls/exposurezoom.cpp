@@ -88,14 +88,20 @@ void MainWindow::showExposureAndZoom(const ExposureAndZoom &reported)
     const bool zoomOffered = minimum && maximum && zoom && *maximum > *minimum;
     zoomSlider->setEnabled(zoomOffered);
     zoomValueLabel->setText(zoomOffered ? zoomText(reported.zoom) : QStringLiteral("--"));
-    // The camera's own zoom row, when it has one, stands in for this slider.
-    const bool nativeZoom =
-        nativeControls && findControl(nativeControls->controls(), Zoom) != nullptr;
-    zoomSlider->parentWidget()->setVisible(zoomOffered && !nativeZoom);
+    placeZoomSlider();
     if (zoomOffered) {
         zoomSlider->setRange(*minimum, *maximum);
         follow(zoomSlider, *zoom);
     }
+}
+
+// The Qt-level zoom slider shows where Qt offers a zoom range (the slider is then enabled), unless
+// the camera's own zoom row stands in for it.
+void MainWindow::placeZoomSlider()
+{
+    const bool nativeZoom =
+        nativeControls && findControl(nativeControls->controls(), Zoom) != nullptr;
+    zoomSlider->parentWidget()->setVisible(zoomSlider->isEnabled() && !nativeZoom);
 }
 
 void MainWindow::applyExposureCompensation(int sliderValue)
