@@ -71,14 +71,15 @@ QStringList MainWindow::diagnosticsReport() const
     addLine(QStringLiteral("Rotation"), QString::number(rotationCombo->currentData().toInt()));
 
     lines << QString() << QStringLiteral("[VideoDevices]");
-    const QList<QCameraDevice> devices = listedCameras();
+    const QList<QCameraDevice> all = QMediaDevices::videoInputs();
+    const QList<QCameraDevice> devices = listedCameras(all);
     addLine(QStringLiteral("Count"), QString::number(devices.size()));
     for (qsizetype i = 0; i < devices.size(); ++i) {
         const QCameraDevice &device = devices.at(i);
         const QString prefix = QStringLiteral("Device%1").arg(i + 1);
         addLine(prefix + QStringLiteral(".Name"), device.description());
         addLine(prefix + QStringLiteral(".Id"), QString::fromLatin1(device.id().toHex()));
-        addLine(prefix + QStringLiteral(".Default"), flag(isSystemDefault(device)));
+        addLine(prefix + QStringLiteral(".Default"), flag(isSystemDefault(device, all)));
         addLine(prefix + QStringLiteral(".FormatCount"),
                 QString::number(device.videoFormats().size()));
     }

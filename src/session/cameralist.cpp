@@ -16,13 +16,12 @@ bool looksAlike(const QCameraDevice &a, const QCameraDevice &b)
 }
 } // namespace
 
-QList<QCameraDevice> listedCameras()
+QList<QCameraDevice> listedCameras(const QList<QCameraDevice> &all)
 {
-    const QList<QCameraDevice> devices = QMediaDevices::videoInputs();
     if constexpr (!gstreamerQt64)
-        return devices;
+        return all;
     QList<QCameraDevice> live;
-    for (auto it = devices.crbegin(); it != devices.crend(); ++it) {
+    for (auto it = all.crbegin(); it != all.crend(); ++it) {
         const bool newerListed =
             std::any_of(live.cbegin(), live.cend(),
                         [&](const QCameraDevice &newer) { return looksAlike(*it, newer); });
@@ -32,12 +31,11 @@ QList<QCameraDevice> listedCameras()
     return live;
 }
 
-bool isSystemDefault(const QCameraDevice &camera)
+bool isSystemDefault(const QCameraDevice &camera, const QList<QCameraDevice> &all)
 {
     if constexpr (!gstreamerQt64)
         return camera.isDefault();
-    const QList<QCameraDevice> devices = QMediaDevices::videoInputs();
-    return std::any_of(devices.cbegin(), devices.cend(), [&](const QCameraDevice &device) {
+    return std::any_of(all.cbegin(), all.cend(), [&](const QCameraDevice &device) {
         return device.isDefault() && looksAlike(device, camera);
     });
 }

@@ -14,7 +14,8 @@
 
 void MainWindow::refreshDevices()
 {
-    const QList<QCameraDevice> devices = listedCameras();
+    const QList<QCameraDevice> all = QMediaDevices::videoInputs();
+    const QList<QCameraDevice> devices = listedCameras(all);
     if (lastDeviceId.isEmpty()) {
         QSettings settings;
         lastDeviceId = settings.value(SettingsKeys::lastDeviceId()).toByteArray();
@@ -28,7 +29,7 @@ void MainWindow::refreshDevices()
             const QCameraDevice &device = devices.at(i);
             deviceCombo->addItem(device.description(), device.id());
             const bool remembered = !lastDeviceId.isEmpty() && device.id() == lastDeviceId;
-            const bool fallbackToDefault = lastDeviceId.isEmpty() && isSystemDefault(device);
+            const bool fallbackToDefault = lastDeviceId.isEmpty() && isSystemDefault(device, all);
             if (remembered || fallbackToDefault)
                 chosen = i;
         }
