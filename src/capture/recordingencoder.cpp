@@ -11,6 +11,7 @@
 // plays up to its last fragment.
 namespace {
 constexpr char elementName[] = "tarvelorecordingenc";
+constexpr char guardKey[] = "tarvelo-branch-guard";
 // Constant quality 20 is close to the camera's picture to the eye (x264's default is 23);
 // "superfast" keeps 1080p30 within half a core, where "veryfast" took most of one.
 constexpr int constantQuality = 20;
@@ -51,8 +52,6 @@ GstElement *makeCapsFilter(const char *caps)
     return filter;
 }
 
-void watchParent(GObject *object, GParamSpec *, gpointer);
-
 // Frames come stamped with the time since the camera started. Left so, the file would begin with
 // that much of nothing (players show the first picture frozen, and the length counts it): the
 // recording starts at its first frame.
@@ -79,7 +78,6 @@ void initInstance(GTypeInstance *instance, gpointer)
     auto *self = reinterpret_cast<RecordingEncoder *>(instance);
     g_mutex_init(&self->lock);
     g_cond_init(&self->finishedChanged);
-    g_signal_connect(instance, "notify::parent", G_CALLBACK(watchParent), nullptr);
     GstBin *bin = GST_BIN(instance);
     // The filters, not the ghost pads' templates, are what caps queries see.
     GstElement *raw = makeCapsFilter(rawCaps);
@@ -112,71 +110,75 @@ void initInstance(GTypeInstance *instance, gpointer)
 // Qt 6.4 links a new recording branch to the camera's tee before it starts the branch's
 // elements, and a frame pushed in between meets a flushing pad: the refusal reaches the camera
 // source, which stops streaming for good (the preview freezes, the file stays empty). Frames the
-// branch cannot take yet are dropped at the tee instead.
-bool branchFlushing(GstPad *source, int hops)
+// branch cannot take yet are dropped at the tee instead. The branch is followed through ghost
+// pads (encodebin's input is one; the elements behind it start last) and `hops` elements more.
+bool branchFlushing(GstPad *pad, int hops)
 {
-    GstPad *peer = gst_pad_get_peer(source);
-    if (!peer)
-        return false;
-    bool flushing = GST_PAD_IS_FLUSHING(peer);
-    GstElement *element = hops > 1 && !flushing ? gst_pad_get_parent_element(peer) : nullptr;
-    if (element) {
-        if (GstPad *next = gst_element_get_static_pad(element, "src")) {
-            flushing = branchFlushing(next, hops - 1);
-            gst_object_unref(next);
+    if (GST_PAD_IS_FLUSHING(pad))
+        return true;
+    GstPad *next = nullptr;
+    if (GST_IS_GHOST_PAD(pad)) {
+        if (GstProxyPad *inside = gst_proxy_pad_get_internal(GST_PROXY_PAD(pad))) {
+            next = gst_pad_get_peer(GST_PAD(inside));
+            gst_object_unref(inside);
         }
-        gst_object_unref(element);
+    } else if (hops > 0) {
+        if (GstElement *element = gst_pad_get_parent_element(pad)) {
+            if (GstPad *source = gst_element_get_static_pad(element, "src")) {
+                next = gst_pad_get_peer(source);
+                gst_object_unref(source);
+            }
+            gst_object_unref(element);
+        }
     }
-    gst_object_unref(peer);
+    const bool flushing = next && branchFlushing(next, GST_IS_GHOST_PAD(pad) ? hops : hops - 1);
+    if (next)
+        gst_object_unref(next);
     return flushing;
 }
 
 GstPadProbeReturn dropWhileBranchStarts(GstPad *teeSource, GstPadProbeInfo *, gpointer)
 {
-    return branchFlushing(teeSource, 2) ? GST_PAD_PROBE_DROP : GST_PAD_PROBE_OK;
+    GstPad *peer = gst_pad_get_peer(teeSource);
+    const bool flushing = peer && branchFlushing(peer, 1);
+    if (peer)
+        gst_object_unref(peer);
+    return flushing ? GST_PAD_PROBE_DROP : GST_PAD_PROBE_OK;
 }
 
-// Follows the branch upstream as Qt links it: encodebin, a caps filter, the tee.
-void guardBranch(GstPad *sink, GstPad *peer, gpointer hopsLeft)
+// Tee pads get the guard as they are linked, before any frame can pass: a tracer hook sees each
+// link coming. Other tees' branches lose nothing by it: a frame a flushing pad would refuse is
+// lost either way, only without stopping the camera.
+void linkComing(GObject *, GstClockTime, GstPad *source, GstPad *)
 {
-    GstElement *element = gst_pad_get_parent_element(peer);
+    GstElement *element = gst_pad_get_parent_element(source);
     if (!element)
         return;
     GstElementFactory *factory = gst_element_get_factory(element);
-    if (factory && g_str_equal(GST_OBJECT_NAME(factory), "tee")) {
+    if (factory && g_str_equal(GST_OBJECT_NAME(factory), "tee")
+        && !g_object_get_data(G_OBJECT(source), guardKey)) {
+        g_object_set_data(G_OBJECT(source), guardKey, GINT_TO_POINTER(1));
         gst_pad_add_probe(
-            peer, GstPadProbeType(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_BUFFER_LIST),
+            source, GstPadProbeType(GST_PAD_PROBE_TYPE_BUFFER | GST_PAD_PROBE_TYPE_BUFFER_LIST),
             dropWhileBranchStarts, nullptr, nullptr);
-    } else if (const int hops = GPOINTER_TO_INT(hopsLeft); hops > 0) {
-        if (GstPad *upstream = gst_element_get_static_pad(element, "sink")) {
-            if (GstPad *linked = gst_pad_get_peer(upstream)) {
-                guardBranch(upstream, linked, GINT_TO_POINTER(hops - 1));
-                gst_object_unref(linked);
-            } else {
-                g_signal_connect(upstream, "linked", G_CALLBACK(guardBranch),
-                                 GINT_TO_POINTER(hops - 1));
-            }
-            gst_object_unref(upstream);
-        }
     }
-    (void)sink;
     gst_object_unref(element);
 }
 
-void guardNewInput(GstElement *, GstPad *pad, gpointer)
+struct BranchTracer
 {
-    if (GST_PAD_DIRECTION(pad) == GST_PAD_SINK)
-        g_signal_connect(pad, "linked", G_CALLBACK(guardBranch), GINT_TO_POINTER(2));
-}
+    GstTracer parent;
+};
+struct BranchTracerClass
+{
+    GstTracerClass parent;
+};
+G_DEFINE_TYPE(BranchTracer, branch_tracer, GST_TYPE_TRACER)
 
-// encodebin adds this element first, then the input Qt links.
-void watchParent(GObject *object, GParamSpec *, gpointer)
+void branch_tracer_class_init(BranchTracerClass *) { }
+void branch_tracer_init(BranchTracer *tracer)
 {
-    if (GstObject *parent = gst_object_get_parent(GST_OBJECT(object))) {
-        if (GST_IS_ELEMENT(parent))
-            g_signal_connect(parent, "pad-added", G_CALLBACK(guardNewInput), nullptr);
-        gst_object_unref(parent);
-    }
+    gst_tracing_register_hook(GST_TRACER(tracer), "pad-link-pre", G_CALLBACK(linkComing));
 }
 
 GstPadProbeReturn noteFinish(GstPad *, GstPadProbeInfo *info, gpointer data)
@@ -282,6 +284,8 @@ void registerRecordingEncoder()
             return false; // Qt's own choice then stands
         const guint rank = gst_plugin_feature_get_rank(GST_PLUGIN_FEATURE(x264)) + 1;
         gst_object_unref(x264);
+        // Lives as long as the process: the hook stays registered.
+        g_object_new(branch_tracer_get_type(), nullptr);
         const GType type = g_type_register_static_simple(
             GST_TYPE_BIN, "TarveloRecordingEncoder", sizeof(GstBinClass), initClass,
             sizeof(RecordingEncoder), initInstance, GTypeFlags(0));
