@@ -67,7 +67,7 @@ int yuvToNv12(const QVideoFrame &source, uint8_t *y, int ys, uint8_t *uv, int uv
 
 // The frame's picture as NV12, or an invalid frame when it cannot be read. A copy in any case:
 // frames held in the encoder's queue must not keep the camera's own buffers from it.
-QVideoFrame toNv12(QVideoFrame source)
+QVideoFrame toNv12(QVideoFrame source, qreal frameRate)
 {
     const bool yuv = isReadableYuv(source.pixelFormat());
     // JPEG and RGB go through the picture Qt decodes for the preview anyway (it keeps it with the
@@ -81,7 +81,7 @@ QVideoFrame toNv12(QVideoFrame source)
     format.setColorSpace(yuv ? in.colorSpace() : Format::ColorSpace_BT601);
     format.setColorRange(yuv ? in.colorRange() : Format::ColorRange_Video);
     format.setColorTransfer(in.colorTransfer());
-    format.setStreamFrameRate(in.streamFrameRate());
+    format.setStreamFrameRate(frameRate);
     QVideoFrame out(format);
     if (!out.map(QVideoFrame::WriteOnly))
         return {};
@@ -151,13 +151,19 @@ void RecordingFrameFeed::addFrame(const QVideoFrame &frame)
                                                         : steadyMicroseconds() - arrivalBase;
     if (start <= lastStart)
         return; // a frame shown twice
-    QVideoFrame converted = toNv12(frame);
+    const bool cameraLength = cameraTimed && frame.endTime() > frame.startTime();
+    // The encoder takes its time base from the first frame's rate, and a frame length in whole
+    // microseconds (33333) would make that 30.0003.
+    qreal rate = frame.streamFrameRate();
+    if (rate <= 0 && cameraLength)
+        rate = qRound(100'000'000.0 / (frame.endTime() - frame.startTime())) / 100.0;
+    if (rate <= 0)
+        rate = fallbackFrameRate;
+    QVideoFrame converted = toNv12(frame, rate);
     if (!converted.isValid())
         return;
-    const qreal rate = frame.streamFrameRate() > 0 ? frame.streamFrameRate() : fallbackFrameRate;
-    const qint64 length = cameraTimed && frame.endTime() > frame.startTime()
-        ? frame.endTime() - frame.startTime()
-        : qint64(1'000'000 / rate);
+    const qint64 length =
+        cameraLength ? frame.endTime() - frame.startTime() : qRound64(1'000'000 / rate);
     converted.setStartTime(start);
     converted.setEndTime(start + length);
     lastStart = start;
