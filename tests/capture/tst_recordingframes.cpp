@@ -3,11 +3,9 @@
 #include "testmain.h"
 
 #include <QBuffer>
-#include <QImage>
 #include <QMediaFormat>
 #include <QMediaRecorder>
 #include <QTemporaryDir>
-#include <QUrl>
 #include <QVideoSink>
 
 #include <cstring>
@@ -22,7 +20,6 @@ QVideoFrame cameraFrame(QVideoFrameFormat::PixelFormat format, int n)
         QImage picture(640, 480, QImage::Format_RGB32);
         picture.fill(qRgb(4 * n, 128, 255 - 4 * n));
         QBuffer jpeg;
-        jpeg.open(QIODevice::WriteOnly);
         picture.save(&jpeg, "JPG");
         std::memcpy(frame.bits(0), jpeg.data().constData(), size_t(jpeg.size()));
     } else {
@@ -47,8 +44,8 @@ private slots:
         QTest::newRow("MJPG") << QVideoFrameFormat::Format_Jpeg;
     }
 
-    // Two seconds by the camera's clock, which started long before the recording, sent in one:
-    // the file keeps the camera's time.
+    // Two seconds by the camera's clock, which started long before the recording, sent in less
+    // than one: the file keeps the camera's time.
     void recordingIs420H264()
     {
         QFETCH(QVideoFrameFormat::PixelFormat, format);
