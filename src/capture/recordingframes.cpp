@@ -105,7 +105,6 @@ qint64 steadyMicroseconds()
 
 RecordingFrameFeed::RecordingFrameFeed(QMediaRecorder &recorder, QVideoSink &source)
     : input(std::make_unique<QVideoFrameInput>())
-    , recorder(recorder)
 {
     session.setVideoFrameInput(input.get());
     session.setRecorder(&recorder);

@@ -38,7 +38,6 @@ private:
 
     QMediaCaptureSession session;
     std::unique_ptr<QVideoFrameInput> input;
-    QMediaRecorder &recorder;
     // Converted frames the encoder is not ready for yet (it takes one while it starts).
     std::deque<QVideoFrame> pending;
     bool recording = false;
