@@ -113,7 +113,7 @@ void MainWindow::retireCamera()
     std::unique_ptr<QMediaCaptureSession> retiring = std::move(captureSession);
     captureSession = std::make_unique<QMediaCaptureSession>();
     const bool finishing = recorder->recorderState() != QMediaRecorder::StoppedState;
-    if (!finishing)
+    if (!finishing && !recordingFeed)
         captureSession->setRecorder(recorder.get());
     const bool finishingHere = finishing && recorder->captureSession() == retiring.get();
     retireCaptureSession(std::move(retiring), std::move(camera),
@@ -122,7 +122,7 @@ void MainWindow::retireCamera()
 
 void MainWindow::adoptRecorder()
 {
-    if (recorder->recorderState() == QMediaRecorder::StoppedState
+    if (!recordingFeed && recorder->recorderState() == QMediaRecorder::StoppedState
         && recorder->captureSession() != captureSession.get()) {
         captureSession->setRecorder(recorder.get());
     }
