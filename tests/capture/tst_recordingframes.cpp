@@ -55,7 +55,6 @@ private slots:
         QMediaFormat mp4(QMediaFormat::MPEG4);
         mp4.setVideoCodec(QMediaFormat::VideoCodec::H264);
         recorder.setMediaFormat(mp4);
-        recorder.setQuality(QMediaRecorder::HighQuality);
         const QTemporaryDir folder;
         recorder.setOutputLocation(QUrl::fromLocalFile(folder.filePath("a.mp4")));
         recorder.record();
