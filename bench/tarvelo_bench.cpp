@@ -386,12 +386,22 @@ int runAll(bool previewOnly)
     QList<double> pictureTimes;
     for (int i = 0; i < startRuns; ++i) {
         const ProgramRun run = runProgram(screen, 1920, 1080, false);
-        if (run.startMs < 0 || run.windowMs < 0) {
-            out << "run " << i + 1 << ": no window or no picture on the screen" << Qt::endl;
+        if (run.windowMs < 0) {
+            out << "run " << i + 1 << ": no window on the screen" << Qt::endl;
             return 1;
         }
         windowTimes << run.windowMs;
-        pictureTimes << run.startMs - run.windowMs - 500;
+        // A media back end that cannot see the virtual camera (Qt's FFmpeg one reads only V4L2
+        // devices) still shows the window: its start is measured, the rest needs a picture.
+        if (run.startMs < 0 && !pictureTimes.isEmpty()) {
+            out << "run " << i + 1 << ": no picture on the screen" << Qt::endl;
+            return 1;
+        }
+        if (run.startMs >= 0)
+            pictureTimes << run.startMs - run.windowMs - 500;
+        else if (i == 0)
+            out << "run 1: the window shows no camera picture; measuring its start only"
+                << Qt::endl;
     }
     auto spread = [](QList<double> values) {
         std::sort(values.begin(), values.end());
@@ -401,6 +411,10 @@ int runAll(bool previewOnly)
     };
     out << "start, 1920x1080@30 YUY2, " << startRuns << " runs:" << Qt::endl;
     out << "  process start to the window on the screen: " << spread(windowTimes) << Qt::endl;
+    if (pictureTimes.isEmpty()) {
+        out << "no camera picture in any run: the preview figures need one" << Qt::endl;
+        return 1;
+    }
     out << "  the window to the first picture, less the designed 500 ms start delay (armed just "
            "before the window is shown): "
         << spread(pictureTimes) << Qt::endl;

@@ -1,6 +1,7 @@
 #include "app/mainwindow.h"
 
 #include "app/settingskeys.h"
+#include "capture/recordingframes.h"
 #include "controls/nativecameracontrols.h"
 #include "preview/videopreviewwidget.h"
 #include "session/standinsink.h"
@@ -18,13 +19,18 @@ MainWindow::MainWindow(QWidget *parent)
     recorder = std::make_unique<QMediaRecorder>();
     keepStandInSinksFromPrerolling(); // before the first session makes its stand-in
     captureSession = std::make_unique<QMediaCaptureSession>();
+#if !TARVELO_RECORDING_FRAME_FEED
     captureSession->setRecorder(recorder.get());
+#endif
     // Queued: the recorder reports its stop from inside its pipeline's message handling.
     connect(recorder.get(), &QMediaRecorder::recorderStateChanged, this, &MainWindow::adoptRecorder,
             Qt::QueuedConnection);
     snapshotWriter.setMaxThreadCount(1);
 
     buildUi();
+#if TARVELO_RECORDING_FRAME_FEED
+    recordingFeed = std::make_unique<RecordingFrameFeed>(*recorder, *preview->videoSink());
+#endif
 
     {
         QSettings settings;

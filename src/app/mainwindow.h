@@ -28,6 +28,7 @@ class QTabWidget;
 class QVBoxLayout;
 class QVideoFrame;
 class NativeCameraControls;
+class RecordingFrameFeed;
 struct NativeControl;
 struct ExposureAndZoom;
 class VideoPreviewWidget;
@@ -136,6 +137,9 @@ private:
     std::unique_ptr<QCamera> camera;
     std::unique_ptr<NativeCameraControls> nativeControls;
     std::unique_ptr<QMediaRecorder> recorder;
+    // Where the recorder takes 4:2:0 frames from the preview (Qt 6.8 on); null where it records
+    // from the camera's session.
+    std::unique_ptr<RecordingFrameFeed> recordingFeed;
     VideoPreviewWidget *preview = nullptr;
     QComboBox *deviceCombo = nullptr;
     QComboBox *formatCombo = nullptr;

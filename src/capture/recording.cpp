@@ -36,8 +36,8 @@ bool isRecording(const QMediaRecorder &recorder)
 
 // H.264 in MP4 is what every player expects of a ".mp4" file; left to themselves, Qt 6.4's
 // GStreamer back end picks VP9 and the FFmpeg back end HEVC. On Qt 6.4 our own encoder element
-// also makes it 4:2:0 at a fixed quality (see recordingencoder.cpp); Windows' Media Foundation
-// encoders take 4:2:0 frames only.
+// also makes it 4:2:0 at a fixed quality (see recordingencoder.cpp); from Qt 6.8 the recorder is
+// given 4:2:0 frames (recordingframes.cpp), which Windows' Media Foundation encoders need too.
 void chooseRecordingFormat(QMediaRecorder &recorder)
 {
 #if TARVELO_GSTREAMER_QT64

@@ -102,9 +102,10 @@ void MainWindow::wireCamera()
 
 // The sink leaves at once, the camera a moment later (see retireCaptureSession). Qt 6.4's session
 // also stays broken once a camera in it has failed (pulled out while streaming, say), so every
-// camera gets a fresh one and the recorder moves over to it. A recorder still finishing its file
-// moves only once it has stopped (adoptRecorder): moved earlier, Qt 6.4 would wait for the end of
-// the file right here, in an event loop of its own and without a time limit.
+// camera gets a fresh one and the recorder, unless it records from a feed of its own, moves over
+// to it. A recorder still finishing its file moves only once it has stopped (adoptRecorder): moved
+// earlier, Qt 6.4 would wait for the end of the file right here, in an event loop of its own and
+// without a time limit.
 void MainWindow::retireCamera()
 {
     if (!camera)
@@ -113,7 +114,7 @@ void MainWindow::retireCamera()
     std::unique_ptr<QMediaCaptureSession> retiring = std::move(captureSession);
     captureSession = std::make_unique<QMediaCaptureSession>();
     const bool finishing = recorder->recorderState() != QMediaRecorder::StoppedState;
-    if (!finishing)
+    if (!finishing && !recordingFeed)
         captureSession->setRecorder(recorder.get());
     const bool finishingHere = finishing && recorder->captureSession() == retiring.get();
     retireCaptureSession(std::move(retiring), std::move(camera),
@@ -122,7 +123,7 @@ void MainWindow::retireCamera()
 
 void MainWindow::adoptRecorder()
 {
-    if (recorder->recorderState() == QMediaRecorder::StoppedState
+    if (!recordingFeed && recorder->recorderState() == QMediaRecorder::StoppedState
         && recorder->captureSession() != captureSession.get()) {
         captureSession->setRecorder(recorder.get());
     }

@@ -24,3 +24,10 @@ void tuneProcessForCameras()
         qputenv("GST_V4L2_FORCE_DRAIN", "1");
 #endif
 }
+
+void releaseFreedMemory()
+{
+#if defined(__GLIBC__)
+    malloc_trim(0);
+#endif
+}

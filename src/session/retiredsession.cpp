@@ -1,5 +1,6 @@
 #include "session/retiredsession.h"
 #include "session/multimediabackend.h"
+#include "session/processtuning.h"
 
 #include <QCamera>
 #include <QCoreApplication>
@@ -54,8 +55,10 @@ public:
         if (std::exchange(ending, true))
             return;
         QTimer::singleShot(settleMs, this, [this] {
-            if (!applicationEnding)
-                delete this;
+            if (applicationEnding)
+                return;
+            delete this;
+            releaseFreedMemory(); // the camera's frame buffers went with it
         });
     }
 
