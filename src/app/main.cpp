@@ -33,6 +33,7 @@ int main(int argc, char *argv[])
     int result = 0;
     {
         MainWindow window;
+        quietenMediaLibraries();
         window.show();
         result = QApplication::exec();
     }

@@ -6,6 +6,12 @@
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif
+#if defined(Q_OS_LINUX)
+#include <dlfcn.h>
+#include <link.h>
+
+#include <cstring>
+#endif
 
 void tuneProcessForCameras()
 {
@@ -30,4 +36,28 @@ void releaseFreedMemory()
 #if defined(__GLIBC__)
     malloc_trim(0);
 #endif
+}
+
+void quietenMediaLibraries()
+{
+#if defined(Q_OS_LINUX)
+    // FFmpeg prints to the console unless told otherwise (the encoder's summary after every
+    // recording, among others), and Qt's FFmpeg back end leaves it so. Its library is found among
+    // those loaded rather than linked, so a build with another back end does not depend on it.
+    dl_iterate_phdr(
+        [](dl_phdr_info *info, size_t, void *) {
+            if (!info->dlpi_name || !std::strstr(info->dlpi_name, "libavutil.so"))
+                return 0;
+            if (void *library = dlopen(info->dlpi_name, RTLD_LAZY | RTLD_NOLOAD)) {
+                constexpr int quiet = -8; // AV_LOG_QUIET
+                if (auto setLevel =
+                        reinterpret_cast<void (*)(int)>(dlsym(library, "av_log_set_level")))
+                    setLevel(quiet);
+                dlclose(library);
+            }
+            return 0;
+        },
+        nullptr);
+#endif
+    // A Windows build is a GUI program: it has no console to write to.
 }

@@ -10,3 +10,7 @@ void tuneProcessForCameras();
 // allocated after them: between cameras the window kept 8 to 21 MB of free memory, a different
 // amount after each change, for the same 15 MB in use.
 void releaseFreedMemory();
+
+// Stops the media libraries Qt's back end loaded from printing to the console. Call once the
+// back end is loaded (the first camera list loads it).
+void quietenMediaLibraries();
