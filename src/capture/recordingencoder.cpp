@@ -1,4 +1,5 @@
 #include "capture/recordingencoder.h"
+#include "session/gsttracerhook.h"
 
 #include <gst/gst.h>
 
@@ -165,22 +166,6 @@ void linkComing(GObject *, GstClockTime, GstPad *source, GstPad *)
     gst_object_unref(element);
 }
 
-struct BranchTracer
-{
-    GstTracer parent;
-};
-struct BranchTracerClass
-{
-    GstTracerClass parent;
-};
-G_DEFINE_TYPE(BranchTracer, branch_tracer, GST_TYPE_TRACER)
-
-void branch_tracer_class_init(BranchTracerClass *) { }
-void branch_tracer_init(BranchTracer *tracer)
-{
-    gst_tracing_register_hook(GST_TRACER(tracer), "pad-link-pre", G_CALLBACK(linkComing));
-}
-
 GstPadProbeReturn noteFinish(GstPad *, GstPadProbeInfo *info, gpointer data)
 {
     if (GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) == GST_EVENT_EOS) {
@@ -284,8 +269,7 @@ void registerRecordingEncoder()
             return false; // Qt's own choice then stands
         const guint rank = gst_plugin_feature_get_rank(GST_PLUGIN_FEATURE(x264)) + 1;
         gst_object_unref(x264);
-        // Lives as long as the process: the hook stays registered.
-        g_object_new(branch_tracer_get_type(), nullptr);
+        addTracerHook("pad-link-pre", G_CALLBACK(linkComing));
         const GType type = g_type_register_static_simple(
             GST_TYPE_BIN, "TarveloRecordingEncoder", sizeof(GstBinClass), initClass,
             sizeof(RecordingEncoder), initInstance, GTypeFlags(0));

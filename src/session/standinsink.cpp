@@ -3,7 +3,7 @@
 #include "session/multimediabackend.h"
 
 #if TARVELO_GSTREAMER_QT64
-#include <gst/gst.h>
+#include "session/gsttracerhook.h"
 
 #include <cstring>
 
@@ -28,31 +28,15 @@ void elementCreated(GObject *, GstClockTime, GstElement *element)
     g_free(name);
 }
 
-struct StandInTracer
-{
-    GstTracer parent;
-};
-struct StandInTracerClass
-{
-    GstTracerClass parent;
-};
-G_DEFINE_TYPE(StandInTracer, stand_in_tracer, GST_TYPE_TRACER)
-
-void stand_in_tracer_class_init(StandInTracerClass *) { }
-void stand_in_tracer_init(StandInTracer *tracer)
-{
-    gst_tracing_register_hook(GST_TRACER(tracer), "element-new", G_CALLBACK(elementCreated));
-}
 } // namespace
 
 void keepStandInSinksFromPrerolling()
 {
-    // Lives as long as the process: the hook stays registered.
-    static const gpointer tracer = [] {
-        gst_init(nullptr, nullptr);
-        return g_object_new(stand_in_tracer_get_type(), nullptr);
+    static const bool hooked = [] {
+        addTracerHook("element-new", G_CALLBACK(elementCreated));
+        return true;
     }();
-    Q_UNUSED(tracer);
+    Q_UNUSED(hooked);
 }
 #else
 void keepStandInSinksFromPrerolling() { }
