@@ -15,6 +15,7 @@ void discardMessage(QtMsgType, const QMessageLogContext &, const QString &) { }
 
 int main(int argc, char *argv[])
 {
+    silenceConsole();
     tuneProcessForCameras();
     qInstallMessageHandler(discardMessage);
     QApplication application(argc, argv);
@@ -33,7 +34,6 @@ int main(int argc, char *argv[])
     int result = 0;
     {
         MainWindow window;
-        quietenMediaLibraries();
         window.show();
         result = QApplication::exec();
     }

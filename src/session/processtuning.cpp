@@ -6,11 +6,9 @@
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif
-#if defined(Q_OS_LINUX)
-#include <dlfcn.h>
-#include <link.h>
-
-#include <cstring>
+#if defined(Q_OS_UNIX)
+#include <fcntl.h>
+#include <unistd.h>
 #endif
 
 void tuneProcessForCameras()
@@ -38,26 +36,17 @@ void releaseFreedMemory()
 #endif
 }
 
-void quietenMediaLibraries()
+void silenceConsole()
 {
-#if defined(Q_OS_LINUX)
-    // FFmpeg prints to the console unless told otherwise (the encoder's summary after every
-    // recording, among others), and Qt's FFmpeg back end leaves it so. Its library is found among
-    // those loaded rather than linked, so a build with another back end does not depend on it.
-    dl_iterate_phdr(
-        [](dl_phdr_info *info, size_t, void *) {
-            if (!info->dlpi_name || !std::strstr(info->dlpi_name, "libavutil.so"))
-                return 0;
-            if (void *library = dlopen(info->dlpi_name, RTLD_LAZY | RTLD_NOLOAD)) {
-                constexpr int quiet = -8; // AV_LOG_QUIET
-                if (auto setLevel =
-                        reinterpret_cast<void (*)(int)>(dlsym(library, "av_log_set_level")))
-                    setLevel(quiet);
-                dlclose(library);
-            }
-            return 0;
-        },
-        nullptr);
+#if defined(Q_OS_UNIX)
+    // Libraries below Qt print on their own: FFmpeg its encoder's summary after every recording,
+    // the video drivers' loaders their failed probes. The program keeps no log, so all of it goes
+    // nowhere. (A Windows build is a GUI program, with no console to write to.)
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (nowhere < 0)
+        return;
+    dup2(nowhere, STDOUT_FILENO);
+    dup2(nowhere, STDERR_FILENO);
+    close(nowhere);
 #endif
-    // A Windows build is a GUI program: it has no console to write to.
 }

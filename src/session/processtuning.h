@@ -11,6 +11,5 @@ void tuneProcessForCameras();
 // amount after each change, for the same 15 MB in use.
 void releaseFreedMemory();
 
-// Stops the media libraries Qt's back end loaded from printing to the console. Call once the
-// back end is loaded (the first camera list loads it).
-void quietenMediaLibraries();
+// Sends the process's standard output and error nowhere, before any library writes to them.
+void silenceConsole();

@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
 """The program as users start it, against vivid, over AT-SPI: dead streams retried within 4 s,
-controls, a 4:2:0 H.264 recording, unplug and replug.   vivid_window.py PROGRAM ATSPI_RIG"""
+controls, a 4:2:0 H.264 recording, unplug (while recording) and replug, not a word on the
+console.
+   vivid_window.py PROGRAM ATSPI_RIG"""
 import glob, os, re, subprocess, sys, tempfile, time
 
 if not any("-vid-cap" in open(p).read() for p in glob.glob("/sys/class/video4linux/*/name")):
@@ -45,7 +47,8 @@ def held_vanished_nodes(pid):
 
 
 failures = []
-with qd.launch([program], extra_env={"LANG": "zh_CN.UTF-8"}, timeout=120) as app, \
+console = tempfile.NamedTemporaryFile(suffix=".log")  # what the program writes there: nothing
+with qd.launch([program], log_path=console.name, extra_env={"LANG": "zh_CN.UTF-8"}, timeout=120) as app, \
         tempfile.TemporaryDirectory() as shots:
     badge = app.find(role="label", name_startswith="●  ", timeout=60)
     qd.wait_until(lambda: qd.name(badge) == LIVE, 120, desc="the first picture")
@@ -85,9 +88,21 @@ with qd.launch([program], extra_env={"LANG": "zh_CN.UTF-8"}, timeout=120) as app
     if not re.search(r"video/x-h264.*profile=\(string\)(constrained-baseline|main|high)[,;]", media):
         failures.append("recording: " + qd.name(status))
 
+    first = qd.name(status).partition("：")[2]  # a second recording, ended by the unplug
+    qd.click(record)
+    qd.wait_until(lambda: qd.name(record) == "停止录像", 30, desc="the second recording started")
+    time.sleep(4)
     with open("/sys/bus/platform/drivers/vivid/unbind", "w") as unbind:
         unbind.write("vivid.0")
     qd.wait_until(lambda: qd.name(badge) != LIVE, 30, desc="the unplug noticed")
+    qd.wait_until(lambda: qd.name(record) == "开始录像", 30, desc="the recording ended by the unplug")
+    pulled = [f for f in glob.glob(os.path.dirname(first) + "/*.mp4") if f != first]
+    media = subprocess.run(["gst-discoverer-1.0", *pulled[:1]], capture_output=True, text=True).stdout
+    length = re.search(r"Duration: (\d+):(\d+):([\d.]+)", media)
+    seconds = int(length[1]) * 3600 + int(length[2]) * 60 + float(length[3]) if length else 0
+    print("recording at the unplug: %.1f s; %s" % (seconds, qd.name(status)))
+    if len(pulled) != 1 or seconds < 2:  # it plays up to about the unplug
+        failures.append("recording at the unplug: %s, %.1f s" % (qd.name(status), seconds))
     time.sleep(3)
     qd.wait_until(lambda: not held_vanished_nodes(app.pid), 10, desc="the vanished node let go")
     with open("/sys/bus/platform/drivers/vivid/bind", "w") as bind:
@@ -97,5 +112,7 @@ with qd.launch([program], extra_env={"LANG": "zh_CN.UTF-8"}, timeout=120) as app
     qd.set_value(app.find(role="spin button", label="亮度", timeout=30), 77)
     qd.wait_until(lambda: driver("brightness") == 77, 10, desc="brightness 77 on the new device")
 
+if printed := open(console.name, errors="replace").read():
+    failures.append("the program wrote to the console:\n" + printed[:2000])
 print("\n".join(failures) or "ok")
 sys.exit(1 if failures else 0)
