@@ -1,6 +1,5 @@
 #include "capture/recordingframes.h"
 
-#include <QElapsedTimer>
 #include <QImage>
 #include <QMediaRecorder>
 #include <QVideoFrameFormat>
@@ -93,14 +92,6 @@ QVideoFrame toNv12(QVideoFrame source, qreal frameRate)
     out.unmap();
     return failed ? QVideoFrame() : out;
 }
-
-qint64 steadyMicroseconds()
-{
-    static QElapsedTimer clock;
-    if (!clock.isValid())
-        clock.start();
-    return clock.nsecsElapsed() / 1000;
-}
 } // namespace
 
 RecordingFrameFeed::RecordingFrameFeed(QMediaRecorder &recorder, QVideoSink &source)
@@ -131,7 +122,6 @@ void RecordingFrameFeed::startRecording()
     recording = true;
     firstStart = -1;
     lastStart = -1;
-    arrivalBase = -1;
     dropped = 0;
 }
 
@@ -144,10 +134,10 @@ void RecordingFrameFeed::addFrame(const QVideoFrame &frame)
     const bool cameraTimed = frame.startTime() >= 0;
     if (lastStart < 0) {
         firstStart = cameraTimed ? frame.startTime() : -1;
-        arrivalBase = steadyMicroseconds();
+        arrival.start();
     }
     const qint64 start = firstStart >= 0 && cameraTimed ? frame.startTime() - firstStart
-                                                        : steadyMicroseconds() - arrivalBase;
+                                                        : arrival.nsecsElapsed() / 1000;
     if (start <= lastStart)
         return; // a frame shown twice
     const bool cameraLength = cameraTimed && frame.endTime() > frame.startTime();

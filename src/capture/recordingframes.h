@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QMediaCaptureSession>
 #include <QObject>
 #include <QVideoFrame>
@@ -43,6 +44,6 @@ private:
     bool recording = false;
     qint64 firstStart = -1; // the camera's time of the recording's first frame, microseconds
     qint64 lastStart = -1; // of the last frame handed on, from the recording's start
-    qint64 arrivalBase = -1; // steady-clock microseconds, for frames the camera gives no time
+    QElapsedTimer arrival; // since the recording's first frame, for frames the camera gives no time
     int dropped = 0;
 };
