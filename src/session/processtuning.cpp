@@ -6,10 +6,6 @@
 #if defined(__GLIBC__)
 #include <malloc.h>
 #endif
-#if defined(Q_OS_UNIX)
-#include <fcntl.h>
-#include <unistd.h>
-#endif
 
 void tuneProcessForCameras()
 {
@@ -33,20 +29,5 @@ void releaseFreedMemory()
 {
 #if defined(__GLIBC__)
     malloc_trim(0);
-#endif
-}
-
-void silenceConsole()
-{
-#if defined(Q_OS_UNIX)
-    // Libraries below Qt print on their own: FFmpeg its encoder's summary after every recording,
-    // the video drivers' loaders their failed probes. The program keeps no log, so all of it goes
-    // nowhere. (A Windows build is a GUI program, with no console to write to.)
-    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (nowhere < 0)
-        return;
-    dup2(nowhere, STDOUT_FILENO);
-    dup2(nowhere, STDERR_FILENO);
-    close(nowhere);
 #endif
 }

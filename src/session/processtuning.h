@@ -10,6 +10,3 @@ void tuneProcessForCameras();
 // allocated after them: between cameras the window kept 8 to 21 MB of free memory, a different
 // amount after each change, for the same 15 MB in use.
 void releaseFreedMemory();
-
-// Sends the process's standard output and error nowhere, before any library writes to them.
-void silenceConsole();
